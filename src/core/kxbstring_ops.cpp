@@ -1,0 +1,195 @@
+// KxbString: comparison, search, pieces and number parsing.
+#include <cstring>
+#include <string_view>
+
+#include "core/kxbstring_internal.h"
+#include "kxbstring.h"
+#include "kxs_num.h"
+#include "np_uchar.h"
+
+namespace {
+
+int byteCompare(const char* a, size_t aBytes, const char* b, size_t bBytes) {
+  int c = std::memcmp(a, b, aBytes < bBytes ? aBytes : bBytes);
+  if (c != 0) return c < 0 ? -1 : 1;
+  if (aBytes == bBytes) return 0;
+  return aBytes < bBytes ? -1 : 1;
+}
+
+inline bool isContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// Byte position of the first match of `needle` in `hay` at or after byte
+// `from` that starts on a character boundary, or npos.
+size_t findAligned(std::string_view hay, std::string_view needle, size_t from) {
+  size_t pos = hay.find(needle, from);
+  // A needle beginning with a continuation byte could match inside a
+  // character; such a match does not count.
+  while (pos != std::string_view::npos && isContinuation(needle[0]) &&
+         pos > 0) {
+    const char* base = hay.data();
+    const char* at = base + pos;
+    // Walk from a safe point (at most 3 bytes back) to see whether `at` is a
+    // character start.
+    const char* p = at;
+    int back = 0;
+    while (p > base && back < 3 && isContinuation(*p)) {
+      --p;
+      ++back;
+    }
+    bool boundary = false;
+    while (p < at) {
+      int size = 0;
+      np_uchar_toint(p, &size);
+      p += size > 0 ? size : 1;
+    }
+    boundary = (p == at);
+    if (boundary) break;
+    pos = hay.find(needle, pos + 1);
+  }
+  return pos;
+}
+
+}  // namespace
+
+int KxbString::compare(const KxbString& other, bool caseSensitive) const {
+  if (isNull()) return other.isNull() ? 0 : -1;
+  if (other.isNull()) return 1;
+  if (caseSensitive) {
+    return byteCompare(bytes(), static_cast<size_t>(byteLength()),
+                       other.bytes(), static_cast<size_t>(other.byteLength()));
+  }
+  return np_uchar_icomp(bytes(), other.bytes());
+}
+
+int KxbString::compare(const char* other, bool caseSensitive) const {
+  if (isNull()) return other == nullptr ? 0 : -1;
+  if (other == nullptr) return 1;
+  if (caseSensitive) {
+    return byteCompare(bytes(), static_cast<size_t>(byteLength()), other,
+                       std::strlen(other));
+  }
+  return np_uchar_icomp(bytes(), other);
+}
+
+bool operator<(const KxbString& a, const KxbString& b) {
+  if (b.isNull()) return false;
+  if (a.isNull()) return true;
+  return a.compare(b, true) < 0;
+}
+
+int KxbString::find(const KxbString& needle, int start) const {
+  if (isNull() || needle.isNull() || needle.byteLength() == 0) return -1;
+  if (start < 0) start = 0;
+  if (start > length()) return -1;
+  std::string_view hay(bytes(), static_cast<size_t>(byteLength()));
+  std::string_view what(needle.bytes(), static_cast<size_t>(needle.byteLength()));
+  size_t from = static_cast<size_t>(byteOffset(start));
+  size_t pos = findAligned(hay, what, from);
+  if (pos == std::string_view::npos) return -1;
+  if (length() == byteLength()) return static_cast<int>(pos);
+  return start + np_uchar_tell(hay.data() + from, hay.data() + pos);
+}
+
+int KxbString::rfind(const KxbString& needle) const {
+  if (isNull() || needle.isNull() || needle.byteLength() == 0) return -1;
+  std::string_view hay(bytes(), static_cast<size_t>(byteLength()));
+  std::string_view what(needle.bytes(), static_cast<size_t>(needle.byteLength()));
+  size_t pos = hay.rfind(what);
+  if (pos != std::string_view::npos && isContinuation(what[0])) {
+    // Rare: fall back to walking the aligned matches forwards.
+    size_t last = std::string_view::npos;
+    for (size_t p = findAligned(hay, what, 0); p != std::string_view::npos;
+         p = findAligned(hay, what, p + 1)) {
+      last = p;
+    }
+    pos = last;
+  }
+  if (pos == std::string_view::npos) return -1;
+  if (length() == byteLength()) return static_cast<int>(pos);
+  return np_uchar_tell(hay.data(), hay.data() + pos);
+}
+
+KxbString KxbString::mid(unsigned start, int count) const {
+  KxbString result;
+  if (isNull()) return result;
+  int chars = length();
+  if (start >= static_cast<unsigned>(chars)) {
+    result.assign("");
+    return result;
+  }
+  int first = static_cast<int>(start);
+  int last = (count < 0 || count > chars - first) ? chars : first + count;
+  if (first == 0 && last == chars && body_ != nullptr) return *this;
+  int from = byteOffset(first);
+  int to = byteOffset(last);
+  result.doAssign(bytes() + from, last - first, to - from);
+  return result;
+}
+
+KxbString KxbString::right(int count) const {
+  if (isNull()) return KxbString();
+  int chars = length();
+  if (count < 0) return KxbString("", false);
+  if (count >= chars) return mid(0, -1);
+  return mid(static_cast<unsigned>(chars - count), -1);
+}
+
+KxbString KxbString::replace(const KxbString& what, const KxbString& with,
+                             unsigned start, int count) const {
+  KxbString result;
+  if (isNull()) return result;
+  if (start != 0) result.append(mid(0, static_cast<int>(start)));
+  int pos = static_cast<int>(start);
+  if (count != 0) {
+    int step = what.length();
+    for (;;) {
+      int found = find(what, pos);
+      if (found < 0) break;
+      result.append(mid(static_cast<unsigned>(pos), found - pos));
+      result.append(with);
+      pos = found + step;
+      if (count > 0 && --count == 0) break;
+    }
+  }
+  result.append(mid(static_cast<unsigned>(pos), -1));
+  return result;
+}
+
+// ---------------------------------------------------------------------------
+// Numbers
+
+static void report(bool* failed, bool value) {
+  if (failed != nullptr) *failed = value;
+}
+
+double KxbString::asDouble(bool* failed) const {
+  double value = 0;
+  bool ok = !isNull() && kxs_numparsedbl(bytes(), &value) > 0;
+  report(failed, !ok);
+  return ok ? value : 0;
+}
+
+int64_t KxbString::asInt64(bool* failed) const {
+  int64_t value = 0;
+  bool ok = !isNull() && kxs_numparse64(bytes(), &value) > 0;
+  report(failed, !ok);
+  return ok ? value : 0;
+}
+
+int KxbString::asInt(bool* failed) const {
+  int64_t value = 0;
+  bool ok = !isNull() && kxs_numparse64(bytes(), &value) > 0 &&
+            value == static_cast<int64_t>(static_cast<int32_t>(value));
+  report(failed, !ok);
+  return ok ? static_cast<int>(value) : 0;
+}
+
+unsigned KxbString::asSize(bool* failed) const {
+  uint64_t value = 0;
+  bool ok = !isNull() && kxs_numparseU64(bytes(), &value) > 0 &&
+            value < (uint64_t{1} << 32);
+  report(failed, !ok);
+  return ok ? static_cast<unsigned>(value) : 0;
+}

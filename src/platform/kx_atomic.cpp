@@ -1,0 +1,77 @@
+#include "kx_atomic.h"
+
+#include <pthread.h>
+
+#include <new>
+
+#include "kx_fault.h"
+
+extern "C" void kxAtomInit(kxAtom* atom, int32_t value) {
+  __atomic_store_n(&atom->value, value, __ATOMIC_SEQ_CST);
+}
+
+extern "C" int32_t kxAtomAdd(kxAtom* atom, int32_t delta) {
+  return __atomic_add_fetch(&atom->value, delta, __ATOMIC_SEQ_CST);
+}
+
+extern "C" int32_t kxAtomSub(kxAtom* atom, int32_t delta) {
+  return __atomic_sub_fetch(&atom->value, delta, __ATOMIC_SEQ_CST);
+}
+
+extern "C" int32_t kxAtomGet(const kxAtom* atom) {
+  return __atomic_load_n(&atom->value, __ATOMIC_SEQ_CST);
+}
+
+struct kxLockImpl {
+  bool readerWriter;
+  pthread_mutex_t mutex;
+  pthread_rwlock_t rwlock;
+};
+
+extern "C" kxLock kxLockCreate(int initiallyHeld, int readerWriter) {
+  if (kxFaultHit(KX_FAULT_LOCK_CREATE)) return nullptr;
+  kxLockImpl* lock = new (std::nothrow) kxLockImpl;
+  if (lock == nullptr) return nullptr;
+  lock->readerWriter = readerWriter != 0;
+  int rc = lock->readerWriter ? pthread_rwlock_init(&lock->rwlock, nullptr)
+                              : pthread_mutex_init(&lock->mutex, nullptr);
+  if (rc != 0) {
+    delete lock;
+    return nullptr;
+  }
+  if (initiallyHeld) kxLockGet(lock, 1, 1);
+  return lock;
+}
+
+extern "C" int kxLockGet(kxLock lock, int exclusive, int wait) {
+  if (lock == nullptr) return -1;
+  if (!lock->readerWriter) {
+    return wait ? pthread_mutex_lock(&lock->mutex)
+                : pthread_mutex_trylock(&lock->mutex);
+  }
+  if (exclusive) {
+    return wait ? pthread_rwlock_wrlock(&lock->rwlock)
+                : pthread_rwlock_trywrlock(&lock->rwlock);
+  }
+  return wait ? pthread_rwlock_rdlock(&lock->rwlock)
+              : pthread_rwlock_tryrdlock(&lock->rwlock);
+}
+
+extern "C" void kxLockRelease(kxLock lock) {
+  if (lock == nullptr) return;
+  if (lock->readerWriter) {
+    pthread_rwlock_unlock(&lock->rwlock);
+  } else {
+    pthread_mutex_unlock(&lock->mutex);
+  }
+}
+
+extern "C" void kxLockDestroy(kxLock lock) {
+  if (lock == nullptr) return;
+  if (lock->readerWriter) {
+    pthread_rwlock_destroy(&lock->rwlock);
+  } else {
+    pthread_mutex_destroy(&lock->mutex);
+  }
+  delete lock;
+}

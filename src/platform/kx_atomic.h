@@ -1,0 +1,48 @@
+// Atomic counters and locks of the base layer.
+//
+// kxAtom: a 32-bit counter changed only by atomic read-modify-write. Add and
+// Sub return the new value; all operations are sequentially consistent, so a
+// reference count released with kxAtomSub may free what it guarded.
+//
+// kxLock: one handle type for the three kinds of lock the library uses,
+// chosen by the two arguments of kxLockCreate:
+//   kxLockCreate(0, 0)  a plain mutex, free
+//   kxLockCreate(1, 0)  a plain mutex, already held by the calling thread
+//   kxLockCreate(0, 1)  a reader-writer lock, free
+//   kxLockCreate(1, 1)  a reader-writer lock, held exclusively by the caller
+// kxLockGet(lock, exclusive, wait): exclusive 1 takes the lock alone, 0 shares
+// it (a plain mutex is always taken alone); wait 0 tries without blocking and
+// returns non-zero when the lock is busy. kxLockRelease releases what the
+// calling thread holds (shared or exclusive). A lock is released by the thread
+// that took it. kxLockDestroy frees a lock nobody holds; null is ignored.
+#ifndef KXB_PLATFORM_KX_ATOMIC_H_
+#define KXB_PLATFORM_KX_ATOMIC_H_
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct kxAtom { volatile int32_t value; } kxAtom;
+
+void kxAtomInit(kxAtom* atom, int32_t value);
+int32_t kxAtomAdd(kxAtom* atom, int32_t delta);  // returns the new value
+int32_t kxAtomSub(kxAtom* atom, int32_t delta);  // returns the new value
+int32_t kxAtomGet(const kxAtom* atom);
+
+typedef struct kxLockImpl* kxLock;
+
+// Null when the lock cannot be made.
+kxLock kxLockCreate(int initiallyHeld, int readerWriter);
+// 0 when the lock was taken; non-zero when `wait` is 0 and it was busy, or
+// when `lock` is null.
+int kxLockGet(kxLock lock, int exclusive, int wait);
+void kxLockRelease(kxLock lock);
+void kxLockDestroy(kxLock lock);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif  // KXB_PLATFORM_KX_ATOMIC_H_

@@ -1,0 +1,20 @@
+// The general heap, behind one seam so that tests can make it fail
+// (KX_FAULT_HEAP_ALLOC). Same contract as malloc/free: np_mem_alloc returns
+// null on failure, np_mem_free ignores null. 16-byte aligned.
+#ifndef KXB_PLATFORM_NP_MEM_H_
+#define KXB_PLATFORM_NP_MEM_H_
+
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+void* np_mem_alloc(size_t bytes);
+void np_mem_free(void* block);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif  // KXB_PLATFORM_NP_MEM_H_

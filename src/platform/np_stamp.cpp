@@ -1,0 +1,76 @@
+#include "np_stamp.h"
+
+#include <errno.h>
+#include <sys/random.h>
+#include <time.h>
+
+#include <cstdio>
+
+namespace {
+
+// Brings every field of a duration into 0..999 (or -999..0 for a negative
+// one), working from a total in millionths.
+void normalise(__int128 micros, np_duration* out) {
+  out->seconds = static_cast<int64_t>(micros / 1000000);
+  int64_t rest = static_cast<int64_t>(micros % 1000000);
+  out->milli = static_cast<int16_t>(rest / 1000);
+  out->micro = static_cast<int16_t>(rest % 1000);
+  out->reserved = 0;
+}
+
+__int128 toMicros(const np_duration* d) {
+  return static_cast<__int128>(d->seconds) * 1000000 + d->milli * 1000 + d->micro;
+}
+
+}  // namespace
+
+extern "C" void np_stamp_current(np_stamp* now) {
+  struct timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  now->seconds = ts.tv_sec;
+  now->nanoseconds = ts.tv_nsec;
+}
+
+extern "C" void np_stamp_diff(const np_stamp* earlier, const np_stamp* later,
+                              np_duration* out) {
+  __int128 nanos =
+      (static_cast<__int128>(later->seconds) - earlier->seconds) * 1000000000 +
+      (later->nanoseconds - earlier->nanoseconds);
+  normalise(nanos / 1000, out);
+}
+
+extern "C" void np_duration_diff(const np_duration* a, const np_duration* b,
+                                 np_duration* out) {
+  normalise(toMicros(a) - toMicros(b), out);
+}
+
+extern "C" void np_stamp_set_safe_mode(void) {}
+
+extern "C" int np_uniq_s64(char* buffer, int size) {
+  if (buffer == nullptr || size < 37) {
+    if (buffer != nullptr && size > 0) buffer[0] = '\0';
+    return 1;
+  }
+  unsigned char bytes[16];
+  size_t got = 0;
+  while (got < sizeof bytes) {
+    ssize_t n = getrandom(bytes + got, sizeof bytes - got, 0);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      buffer[0] = '\0';
+      return 1;
+    }
+    got += static_cast<size_t>(n);
+  }
+  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
+  bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // RFC 4122
+  static const char kHex[] = "0123456789abcdef";
+  char* p = buffer;
+  for (int i = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) *p++ = '-';
+    *p++ = kHex[bytes[i] >> 4];
+    *p++ = kHex[bytes[i] & 0x0F];
+  }
+  *p = '\0';
+  return 0;
+}

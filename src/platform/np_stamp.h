@@ -1,0 +1,50 @@
+// Time stamps, durations and unique identifiers.
+//
+// A stamp is a reading of the monotonic clock (CLOCK_MONOTONIC): seconds and
+// nanoseconds since an unspecified start, only meaningful against another
+// stamp of the same process. A duration is whole seconds, then thousandths
+// and millionths of a second (each 0..999 for a normalised value; the sign of
+// a negative duration is carried by every field), in 16 bytes.
+#ifndef KXB_PLATFORM_NP_STAMP_H_
+#define KXB_PLATFORM_NP_STAMP_H_
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct np_stamp {
+  int64_t seconds;
+  int64_t nanoseconds;
+} np_stamp;
+
+typedef struct np_duration {
+  int64_t seconds;
+  int16_t milli;  // thousandths
+  int16_t micro;  // millionths
+  int32_t reserved;
+} np_duration;
+
+void np_stamp_current(np_stamp* now);
+// later - earlier, as a normalised duration.
+void np_stamp_diff(const np_stamp* earlier, const np_stamp* later,
+                   np_duration* out);
+// a - b of two durations, normalised.
+void np_duration_diff(const np_duration* a, const np_duration* b,
+                      np_duration* out);
+// Makes later stamps avoid the system's clock adjustments (a no-op on a
+// monotonic clock; kept so start-up can call it).
+void np_stamp_set_safe_mode(void);
+
+// Writes a fresh random (version 4) UUID in its canonical lower-case text
+// form "xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx" (36 characters and a NUL) into
+// `buffer`. Returns 0 on success, non-zero when size < 37 or the system's
+// random source failed (buffer then holds "").
+int np_uniq_s64(char* buffer, int size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif  // KXB_PLATFORM_NP_STAMP_H_

@@ -1,0 +1,26 @@
+// The subcommands of the kxb command-line program. Each takes the arguments
+// after its name and returns the process exit status (0 success, 1 failure,
+// 2 bad usage), writing results to standard output and errors to standard
+// error.
+#ifndef KXB_TOOLS_KXB_COMMANDS_H_
+#define KXB_TOOLS_KXB_COMMANDS_H_
+
+namespace kxb_tool {
+
+struct Command {
+  const char* name;
+  const char* usage;
+  int (*run)(int argc, char** argv);
+};
+
+int runUuid(int argc, char** argv);
+int runCase(int argc, char** argv);
+int runWide(int argc, char** argv);
+int runMsg(int argc, char** argv);
+
+// Prints "kxb: <text>" to standard error and returns `status`.
+int fail(int status, const char* text);
+
+}  // namespace kxb_tool
+
+#endif  // KXB_TOOLS_KXB_COMMANDS_H_
