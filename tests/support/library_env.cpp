@@ -37,8 +37,6 @@ const bool g_registered = [] {
 
 PoolRestart::PoolRestart() : savedUsers_(0) {
   // Count the users down to zero so that the pool is really destroyed.
-  char* stats = KxbMemPool::getStats();
-  (void)stats;
   while (true) {
     void* probe = nullptr;
     if (!KxbMemPool::getBytes(1, &probe)) break;
