@@ -1,0 +1,82 @@
+// Small-block allocation: KxbMemPool against glibc malloc and mimalloc,
+// one getBytes+freeBytes pair per iteration, on one and two threads.
+#include <cstdlib>
+
+#include <benchmark/benchmark.h>
+#include <mimalloc.h>
+
+#include "kxbmempool.h"
+
+namespace {
+
+const bool g_pool = KxbMemPool::initialize();
+
+void BM_PoolPair(benchmark::State& state) {
+  unsigned size = static_cast<unsigned>(state.range(0));
+  for (auto _ : state) {
+    void* block;
+    KxbMemPool::getBytes(size, &block);
+    benchmark::DoNotOptimize(block);
+    KxbMemPool::freeBytes(block);
+  }
+}
+
+void BM_MallocPair(benchmark::State& state) {
+  size_t size = static_cast<size_t>(state.range(0));
+  for (auto _ : state) {
+    void* block = std::malloc(size);
+    benchmark::DoNotOptimize(block);
+    std::free(block);
+  }
+}
+
+void BM_MimallocPair(benchmark::State& state) {
+  size_t size = static_cast<size_t>(state.range(0));
+  for (auto _ : state) {
+    void* block = mi_malloc(size);
+    benchmark::DoNotOptimize(block);
+    mi_free(block);
+  }
+}
+
+// A burst of 64 allocations then 64 frees: exercises the shared lists
+// behind the per-thread caches.
+template <typename Alloc, typename Free>
+void burst(benchmark::State& state, Alloc alloc, Free release) {
+  size_t size = static_cast<size_t>(state.range(0));
+  void* blocks[64];
+  for (auto _ : state) {
+    for (void*& b : blocks) b = alloc(size);
+    benchmark::DoNotOptimize(blocks);
+    for (void* b : blocks) release(b);
+  }
+  state.SetItemsProcessed(state.iterations() * 64);
+}
+
+void BM_PoolBurst(benchmark::State& state) {
+  burst(state,
+        [](size_t n) {
+          void* b;
+          KxbMemPool::getBytes(static_cast<unsigned>(n), &b);
+          return b;
+        },
+        [](void* b) { KxbMemPool::freeBytes(b); });
+}
+void BM_MallocBurst(benchmark::State& state) {
+  burst(state, [](size_t n) { return std::malloc(n); }, [](void* b) { std::free(b); });
+}
+void BM_MimallocBurst(benchmark::State& state) {
+  burst(state, [](size_t n) { return mi_malloc(n); }, [](void* b) { mi_free(b); });
+}
+
+#define SIZES Arg(16)->Arg(64)->Arg(256)->Arg(1024)
+BENCHMARK(BM_PoolPair)->SIZES->Threads(1)->Threads(2);
+BENCHMARK(BM_MallocPair)->SIZES->Threads(1)->Threads(2);
+BENCHMARK(BM_MimallocPair)->SIZES->Threads(1)->Threads(2);
+BENCHMARK(BM_PoolBurst)->SIZES->Threads(1)->Threads(2);
+BENCHMARK(BM_MallocBurst)->SIZES->Threads(1)->Threads(2);
+BENCHMARK(BM_MimallocBurst)->SIZES->Threads(1)->Threads(2);
+
+}  // namespace
+
+BENCHMARK_MAIN();
