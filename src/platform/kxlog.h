@@ -47,8 +47,10 @@ typedef struct kxLogger kxLogger;
 #define KXLOG_ERROR 5
 
 // Counted: each successful call must be matched by kxlogTerminate. The first
-// installs the default configuration (root level 3, standard error).
-// 0 on success.
+// (and the first after the count went back to zero) installs the default
+// configuration, as kxlogConfigure(null). 0 on success; non-zero, count
+// unchanged, when the default destination cannot be set up. The last
+// kxlogTerminate flushes and closes the destination; extra calls are ignored.
 int kxlogInitialize(void);
 void kxlogTerminate(void);
 
