@@ -22,6 +22,9 @@ install(FILES ${CMAKE_BINARY_DIR}/kxbConfig.cmake
               ${CMAKE_BINARY_DIR}/kxbConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kxb)
 
+# The .pc file finds the prefix relative to its own directory.
+file(RELATIVE_PATH KXB_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+     "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kxb.pc.in ${CMAKE_BINARY_DIR}/kxb.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kxb.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -3,10 +3,18 @@
 #ifndef KXB_INCLUDE_KXB_H_
 #define KXB_INCLUDE_KXB_H_
 
+#include "kxbconfigfile.h"
+#include "kxbconfigoptions.h"
+#include "kxbdate.h"
+#include "kxbdeps.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"
+#include "kxbpath.h"
 #include "kxbprofiler.h"
+#include "kxbreal.h"
+#include "kxbsingleton.h"
 #include "kxbstartup.h"
 #include "kxbstring.h"
+#include "kxbtxtfile.h"
 
 #endif  // KXB_INCLUDE_KXB_H_

@@ -11,8 +11,8 @@ cmake --install "$build" --prefix "$work/prefix" >/dev/null
 
 cat > "$work/src/main.cpp" <<'CPP'
 #include <kxb.h>
-int main() { KxbMemPool::initialize(); KxbString s = kxbStringFormat("%s-%d", "kxb", 3);
-  return s.compare("kxb-3") == 0 && s.length() == 5 ? 0 : 1; }
+int main() { const char* error; if (kxbInitialize(KXB_HOST, &error) != 0) return 2;
+  int rc = kxbStringFormat("%s-%d", "kxb", 3).compare("kxb-3"); kxbShutdown(); return rc; }
 CPP
 cat > "$work/src/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
@@ -21,6 +21,8 @@ set(CMAKE_CXX_STANDARD 20)
 find_package(kxb REQUIRED)
 add_executable(consumer main.cpp)
 target_link_libraries(consumer PRIVATE kxb::kxb)
+# The library finds its companions beside the path it is initialised with.
+target_compile_definitions(consumer PRIVATE KXB_HOST="${KXB_COMPANION_DIR}/consumer")
 CMAKE
 
 cmake -S "$work/src" -B "$work/cmake-build" -G Ninja \
@@ -32,7 +34,7 @@ export PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig"
 companiondir=$(pkg-config --variable=companiondir kxb)
 # shellcheck disable=SC2046
 g++ -std=c++20 "$work/src/main.cpp" -o "$work/pkgconfig-consumer" \
-  $(pkg-config --cflags --libs kxb)
+  -DKXB_HOST="\"$companiondir/consumer\"" $(pkg-config --cflags --libs kxb)
 LD_LIBRARY_PATH="$work/prefix/lib" "$work/pkgconfig-consumer"
 echo "install-test: find_package(kxb) and pkg-config kxb both work" \
   "(companiondir=$companiondir)"

@@ -5,6 +5,7 @@
 #define KXB_SRC_STARTUP_KXBGLOBALS_H_
 
 #include "kx_atomic.h"
+#include "kxbdeps.h"
 
 struct KxbGlobals {
   // Guards the handler registries, assertion dispatch and start-up.
@@ -19,5 +20,21 @@ KxbGlobals& kxbGlobals();
 void kxbRunShutdownHandlers();
 // Registers the handler that logs "ASSERT %s %d: %s" on "KX.Base" at level 5.
 void kxbRegisterDefaultAssertionHandler();
+
+// The dependency library (libkxbdeps311.so): loads it from `directory`
+// unless it was loaded before in this process (the loaded flag survives
+// shutdown); false with the reason in kxbDependencyError().
+bool kxbLoadDependencyLibrary(const char* directory);
+const char* kxbDependencyError();
+// Its entry points while it is loaded, else null.
+KxbDepsStartupFn kxbDependencyStartup();
+const KxbDepsInterface* kxbDependencyInterface(int version);
+
+// The directory part of the executable path given to initialisation.
+const char* kxbExecutableDirectory();
+// True when initialisation set KAXEL_ERROR_LOCATION itself.
+bool kxbErrorLocationWasSet();
+// Start-up raises the boot level to 2.
+void kxbSetBootLevel(unsigned level);
 
 #endif  // KXB_SRC_STARTUP_KXBGLOBALS_H_
