@@ -17,6 +17,12 @@ int runUuid(int argc, char** argv);
 int runCase(int argc, char** argv);
 int runWide(int argc, char** argv);
 int runMsg(int argc, char** argv);
+int runConfig(int argc, char** argv);
+int runDecimal(int argc, char** argv);
+int runUri(int argc, char** argv);
+int runAttrs(int argc, char** argv);
+int runDate(int argc, char** argv);
+int runNow(int argc, char** argv);
 
 // Prints "kxb: <text>" to standard error and returns `status`.
 int fail(int status, const char* text);

@@ -2,8 +2,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "kxbmempool.h"
-#include "kxlog.h"
+#include <string>
+
+#include "kxbb.h"
+#include "kxbstartup.h"
+#include "np_fio.h"
+#include "services/kxbtextio_loader.h"
 #include "tools/kxb/commands.h"
 
 namespace kxb_tool {
@@ -18,6 +22,28 @@ const Command kCommands[] = {
      "msg [--locale L] SET NUMBER [ARG...]\n"
      "                          print a catalogue message",
      runMsg},
+    {"config",
+     "config get|set|delete|list FILE [SECTION] [KEY] [VALUE]\n"
+     "                          read or edit a configuration file",
+     runConfig},
+    {"decimal",
+     "decimal EXPRESSION        evaluate + - * / % ( ) sqrt floor ceil round\n"
+     "                          over exact 52-digit decimals",
+     runDecimal},
+    {"uri",
+     "uri TEXT | uri --build KIND [KEY=VALUE...]\n"
+     "                          print a URI's kind and components",
+     runUri},
+    {"attrs", "attrs TEXT [--sep C]      print the attributes of TEXT",
+     runAttrs},
+    {"date",
+     "date TEXT [--order mdy|dmy|ymd] [--iso] [--zone H:M]\n"
+     "                          print the date TEXT names in every form",
+     runDate},
+    {"now",
+     "now [--utc] [--iso] [--zone H:M]\n"
+     "                          print the current date in every form",
+     runNow},
 };
 
 int usage(FILE* out) {
@@ -29,6 +55,23 @@ int usage(FILE* out) {
 }
 
 }  // namespace
+
+// The path the library is initialised with: this program's own file when
+// the companion libraries lie beside it (a build tree), else a name inside
+// the installed companion directory, where the library then finds them.
+std::string hostPath() {
+  char self[4096];
+  if (kxbbSelfPath(self, sizeof self) == 0) {
+    char directory[4096];
+    char name[4096];
+    std::string companion;
+    if (np_fio_pparse(self, directory, sizeof directory, name, sizeof name) == 0) {
+      companion = std::string(directory) + "/libkxbio311.so";
+    }
+    if (!companion.empty() && np_fio_stat(companion.c_str()) == 0) return self;
+  }
+  return std::string(kxbCompanionDirectory()) + "/kxb";
+}
 
 int fail(int status, const char* text) {
   std::fprintf(stderr, "kxb: %s\n", text);
@@ -45,12 +88,10 @@ int main(int argc, char** argv) {
   }
   for (const Command& command : kCommands) {
     if (std::strcmp(argv[1], command.name) != 0) continue;
-    if (kxlogInitialize() != 0 || !KxbMemPool::initialize()) {
-      return fail(1, "cannot initialise the library");
-    }
+    const char* error = nullptr;
+    if (kxbInitialize(hostPath().c_str(), &error) != 0) return fail(1, error);
     int status = command.run(argc - 2, argv + 2);
-    KxbMemPool::terminate();
-    kxlogTerminate();
+    kxbShutdown();
     return status;
   }
   std::fprintf(stderr, "kxb: unknown command '%s'\n", argv[1]);
