@@ -38,14 +38,12 @@ size_t findAligned(std::string_view hay, std::string_view needle, size_t from) {
       --p;
       ++back;
     }
-    bool boundary = false;
     while (p < at) {
       int size = 0;
       np_uchar_toint(p, &size);
       p += size > 0 ? size : 1;
     }
-    boundary = (p == at);
-    if (boundary) break;
+    if (p == at) break;
     pos = hay.find(needle, pos + 1);
   }
   return pos;
