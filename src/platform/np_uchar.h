@@ -46,8 +46,9 @@ int np_uchar_toint(const char* p, int* size);
 // Non-zero when the character at `p` is white space (Unicode White_Space);
 // `size` receives its byte length as np_uchar_toint gives it.
 int np_uchar_isspace(const char* p, int* size);
-// Non-zero when the character at `p` is ASCII (below 0x80); `size` receives
-// its byte length as np_uchar_toint gives it.
+// Non-zero when the character at `p` is ASCII (below 0x80; the terminator
+// counts, with size 0); `size` receives its byte length as np_uchar_toint
+// gives it. Walking a text with it until size 0 visits every character.
 int np_uchar_isascii(const char* p, int* size);
 // Case-insensitive order of two NUL-terminated texts: below, equal to or above
 // 0 (-1, 0 or 1). Compares the full case foldings code point by code point
