@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <new>
 
 #include "kx_atomic.h"
@@ -43,22 +44,28 @@ struct SizeClass {
   rkAStack freeList;
 };
 
-// Statistics counters: a relaxed load and store, not a locked increment, so
-// they cost almost nothing and may undercount under contention.
-struct Counter {
-  std::atomic<uint32_t> value{0};
-  void bump() {
-    value.store(value.load(std::memory_order_relaxed) + 1,
-                std::memory_order_relaxed);
-  }
-  unsigned long get() const { return value.load(std::memory_order_relaxed); }
+// A statistics counter written by one thread and read by others: a relaxed
+// load and store, no locked instruction.
+inline void bump(uint32_t* counter) {
+  __atomic_store_n(counter, __atomic_load_n(counter, __ATOMIC_RELAXED) + 1,
+                   __ATOMIC_RELAXED);
+}
+inline unsigned long read(const uint32_t* counter) {
+  return __atomic_load_n(counter, __ATOMIC_RELAXED);
+}
+
+// Counts of one thread, or of the threads that ended, for one pool.
+struct Counts {
+  uint32_t allocations[kClassCount];
+  uint32_t unmanaged;
+  uint32_t frees;
 };
 
 struct Pool {
   SizeClass classes[kClassCount];
-  Counter allocations[kClassCount];
-  Counter unmanaged;
-  Counter frees;
+  // Counts of threads that have ended; the living threads keep their own
+  // (see ThreadCache), so that counting touches no shared cache line.
+  Counts retired;
 };
 
 std::atomic<Pool*> g_pool{nullptr};
@@ -73,6 +80,9 @@ struct ThreadCache {
   uint64_t generation;
   void* head[kClassCount];
   int count[kClassCount];
+  Counts counts;        // this thread's, for the pool of `generation`
+  ThreadCache* next;    // in the registry of living caches
+  bool registered;
 };
 // Plain data, so the fast path reaches it without a guard.
 // Initial-exec: the fast path reaches it without a call into the loader.
@@ -94,6 +104,18 @@ inline int classOf(unsigned size) {
   return size <= 256 ? 2 : 3;
 }
 
+// The caches of the living threads, for the statistics.
+std::mutex g_registryMutex;
+ThreadCache* g_registry = nullptr;
+
+void addCounts(Counts* into, const Counts& from) {
+  for (int c = 0; c < kClassCount; ++c) {
+    into->allocations[c] += read(&from.allocations[c]);
+  }
+  into->unmanaged += read(&from.unmanaged);
+  into->frees += read(&from.frees);
+}
+
 // Gives the cached blocks of `cache` beyond `keep` back to the shared list.
 void drainCache(Pool* pool, ThreadCache& cache, int c, int keep) {
   int give = cache.count[c] - keep;
@@ -106,32 +128,62 @@ void drainCache(Pool* pool, ThreadCache& cache, int c, int keep) {
   rkAStackPushChain(&pool->classes[c].freeList, first, last);
 }
 
-// Returns a thread's cached blocks to the pool when the thread ends.
+// Returns a thread's cached blocks and counts to the pool when the thread
+// ends, and takes its cache out of the registry.
 struct CacheFlusher {
-  bool registered = false;
+  bool armed = false;
   ~CacheFlusher() {
+    std::lock_guard<std::mutex> hold(g_registryMutex);
+    for (ThreadCache** p = &g_registry; *p != nullptr; p = &(*p)->next) {
+      if (*p == &t_cache) {
+        *p = t_cache.next;
+        break;
+      }
+    }
+    t_cache.registered = false;
     Pool* pool = g_pool.load(std::memory_order_acquire);
     if (pool == nullptr ||
         t_cache.generation != g_generation.load(std::memory_order_acquire)) {
       return;
     }
+    addCounts(&pool->retired, t_cache.counts);
     for (int c = 0; c < kClassCount; ++c) drainCache(pool, t_cache, c, 0);
   }
 };
 thread_local CacheFlusher t_flusher;
 
-// Makes the calling thread's cache belong to the current pool.
+// Makes the calling thread's cache belong to the current pool: blocks and
+// counts left from an earlier pool are dropped.
 void adoptCache(uint64_t generation) {
+  std::lock_guard<std::mutex> hold(g_registryMutex);
   for (int c = 0; c < kClassCount; ++c) {
     t_cache.head[c] = nullptr;
     t_cache.count[c] = 0;
+    __atomic_store_n(&t_cache.counts.allocations[c], 0, __ATOMIC_RELAXED);
   }
+  __atomic_store_n(&t_cache.counts.unmanaged, 0, __ATOMIC_RELAXED);
+  __atomic_store_n(&t_cache.counts.frees, 0, __ATOMIC_RELAXED);
   t_cache.generation = generation;
-  t_flusher.registered = true;
+  if (!t_cache.registered) {
+    t_cache.next = g_registry;
+    g_registry = &t_cache;
+    t_cache.registered = true;
+    t_flusher.armed = true;
+  }
+}
+
+// The cache of the calling thread, adopted for the current pool.
+inline ThreadCache& currentCache() {
+  uint64_t generation = g_generation.load(std::memory_order_relaxed);
+  if (__builtin_expect(t_cache.generation != generation, 0)) {
+    adoptCache(generation);
+  }
+  return t_cache;
 }
 
 bool addChunk(SizeClass* cls) {
-  ++cls->chunkCount;
+  // Read by getStats on other threads.
+  __atomic_add_fetch(&cls->chunkCount, 1, __ATOMIC_RELAXED);
   size_t slotBytes = cls->blockSize + kHeaderBytes;
   char* chunk = static_cast<char*>(
       np_mem_alloc(slotBytes * static_cast<size_t>(cls->blocksPerChunk)));
@@ -218,24 +270,25 @@ bool refill(Pool* pool, int c) {
 bool KxbMemPool::getBytes(unsigned int size, void** block) {
   *block = nullptr;
   Pool* pool = g_pool.load(std::memory_order_acquire);
-  if (pool == nullptr || kxFaultHit(KX_FAULT_POOL_ALLOC)) return false;
+  if (pool == nullptr || kxFaultArmedHit(KX_FAULT_POOL_ALLOC)) return false;
+  ThreadCache& cache = currentCache();
   if (size > 1024) {
     void* raw = np_mem_alloc(static_cast<size_t>(size) + kHeaderBytes);
     if (raw == nullptr) return false;
     void* user = blockOf(raw);
     kindWord(user) = 0;
-    pool->unmanaged.bump();
+    bump(&cache.counts.unmanaged);
     *block = user;
     return true;
   }
   int c = classOf(size);
-  pool->allocations[c].bump();
-  uint64_t generation = g_generation.load(std::memory_order_relaxed);
-  if (t_cache.generation != generation) adoptCache(generation);
-  if (t_cache.head[c] == nullptr && !refill(pool, c)) return false;
-  void* slot = t_cache.head[c];
-  t_cache.head[c] = linkWord(slot);
-  --t_cache.count[c];
+  bump(&cache.counts.allocations[c]);
+  if (__builtin_expect(cache.head[c] == nullptr, 0) && !refill(pool, c)) {
+    return false;
+  }
+  void* slot = cache.head[c];
+  cache.head[c] = linkWord(slot);
+  --cache.count[c];
   *block = blockOf(slot);
   return true;
 }
@@ -248,41 +301,49 @@ void KxbMemPool::freeBytes(void* block) {
     return;
   }
   Pool* pool = g_pool.load(std::memory_order_acquire);
-  int c = -1;
-  if (pool != nullptr) {
-    for (int i = 0; i < kClassCount; ++i) {
-      if (kind == reinterpret_cast<uintptr_t>(&pool->classes[i])) c = i;
-    }
-  }
-  if (c < 0) {
+  // The kind word of a pooled block is the address of its class in the
+  // pool's array.
+  uintptr_t first = reinterpret_cast<uintptr_t>(pool != nullptr ? pool->classes
+                                                                : nullptr);
+  uintptr_t offset = kind - first;
+  if (pool == nullptr || offset >= sizeof pool->classes ||
+      offset % sizeof(SizeClass) != 0) {
     // Not a block of this pool. Pushing it onto a list would corrupt the
     // pool, so after the report it is left alone.
     kxbAssertFailure("mempool free", "kxbmempool", __LINE__);
     return;
   }
+  int c = static_cast<int>(offset / sizeof(SizeClass));
+  ThreadCache& cache = currentCache();
   void* slot = slotOf(block);
-  uint64_t generation = g_generation.load(std::memory_order_relaxed);
-  if (t_cache.generation != generation) adoptCache(generation);
-  linkWord(slot) = t_cache.head[c];
-  t_cache.head[c] = slot;
-  if (++t_cache.count[c] > kCacheMax) {
-    drainCache(pool, t_cache, c, kCacheMax - kCacheBatch);
+  linkWord(slot) = cache.head[c];
+  cache.head[c] = slot;
+  if (__builtin_expect(++cache.count[c] > kCacheMax, 0)) {
+    drainCache(pool, cache, c, kCacheMax - kCacheBatch);
   }
-  pool->frees.bump();
+  bump(&cache.counts.frees);
 }
 
 char* KxbMemPool::getStats() {
-  unsigned long a[kClassCount] = {0, 0, 0, 0};
+  Counts counts{};
   unsigned long chunks[kClassCount] = {0, 0, 0, 0};
-  unsigned long unmanaged = 0, frees = 0;
   if (Pool* pool = g_pool.load(std::memory_order_acquire)) {
-    for (int c = 0; c < kClassCount; ++c) {
-      a[c] = pool->allocations[c].get();
-      chunks[c] = static_cast<unsigned long>(pool->classes[c].chunkCount);
+    std::lock_guard<std::mutex> hold(g_registryMutex);
+    uint64_t generation = g_generation.load();
+    addCounts(&counts, pool->retired);
+    for (ThreadCache* cache = g_registry; cache != nullptr; cache = cache->next) {
+      if (__atomic_load_n(&cache->generation, __ATOMIC_RELAXED) == generation) {
+        addCounts(&counts, cache->counts);
+      }
     }
-    unmanaged = pool->unmanaged.get();
-    frees = pool->frees.get();
+    for (int c = 0; c < kClassCount; ++c) {
+      chunks[c] = static_cast<unsigned long>(
+          __atomic_load_n(&pool->classes[c].chunkCount, __ATOMIC_RELAXED));
+    }
   }
+  unsigned long a[kClassCount];
+  for (int c = 0; c < kClassCount; ++c) a[c] = counts.allocations[c];
+  unsigned long unmanaged = counts.unmanaged, frees = counts.frees;
   unsigned long total = a[0] + a[1] + a[2] + a[3] + unmanaged;
   std::snprintf(g_stats, sizeof g_stats,
                 "Tiny: %lu Small %lu Med: %lu Large: %lu Unmanaged: %lu "

@@ -6,16 +6,16 @@ namespace {
 
 // Calls left before the armed call, per point; 0 when disarmed.
 std::atomic<int> g_countdown[KX_FAULT_POINT_COUNT];
-// Non-zero while any point is armed, so the common path is one load.
-std::atomic<int> g_armed{0};
-
 }  // namespace
+
+// Counts the armed points, so that the common path is one load.
+int kx_fault_armed = 0;
 
 extern "C" void kxFaultArm(kxFaultPoint point, int n) {
   if (point < 0 || point >= KX_FAULT_POINT_COUNT) return;
   int before = g_countdown[point].exchange(n > 0 ? n : 0);
-  if (before == 0 && n > 0) g_armed.fetch_add(1);
-  if (before > 0 && n <= 0) g_armed.fetch_sub(1);
+  if (before == 0 && n > 0) __atomic_add_fetch(&kx_fault_armed, 1, __ATOMIC_SEQ_CST);
+  if (before > 0 && n <= 0) __atomic_sub_fetch(&kx_fault_armed, 1, __ATOMIC_SEQ_CST);
 }
 
 extern "C" void kxFaultReset(void) {
@@ -25,12 +25,12 @@ extern "C" void kxFaultReset(void) {
 }
 
 extern "C" int kxFaultHit(kxFaultPoint point) {
-  if (g_armed.load(std::memory_order_relaxed) == 0) return 0;
+  if (__atomic_load_n(&kx_fault_armed, __ATOMIC_RELAXED) == 0) return 0;
   int left = g_countdown[point].load();
   while (left > 0) {
     if (g_countdown[point].compare_exchange_weak(left, left - 1)) {
       if (left == 1) {
-        g_armed.fetch_sub(1);
+        __atomic_sub_fetch(&kx_fault_armed, 1, __ATOMIC_SEQ_CST);
         return 1;
       }
       return 0;

@@ -33,6 +33,14 @@ void kxFaultReset(void);
 // Called by the seam: true when this call is the one to fail.
 int kxFaultHit(kxFaultPoint point);
 
+// Non-zero while any point is armed; read it first on hot paths so that an
+// unarmed seam costs one load and no call.
+extern int kx_fault_armed;
+static inline int kxFaultArmedHit(kxFaultPoint point) {
+  return __atomic_load_n(&kx_fault_armed, __ATOMIC_RELAXED) != 0 &&
+         kxFaultHit(point);
+}
+
 #ifdef __cplusplus
 }
 #endif
