@@ -78,7 +78,13 @@ InternalString* KxbString::newString(uint32_t bytes) {
 }
 
 void KxbString::releaseBody(InternalString* body, bool wipe) {
-  if (body == nullptr || kxAtomSub(&body->refs, 1) >= 1) return;
+  if (body == nullptr) return;
+  // A count of 1 read here is this string's own reference: nobody else can
+  // change it, so the locked decrement is not needed.
+  if (__atomic_load_n(&body->refs.value, __ATOMIC_ACQUIRE) != 1 &&
+      kxAtomSub(&body->refs, 1) >= 1) {
+    return;
+  }
   if (wipe) {
     // volatile so that the compiler cannot drop stores to memory about to
     // be freed.
@@ -135,12 +141,24 @@ KxbString::KxbString(const char* text, bool isStatic)
   }
 }
 
+// Takes one more reference to `body`. A count of 1 is the source string's
+// own reference, held by the calling thread: no other thread can change the
+// count at the same time, so a plain store does.
+static void share(InternalString* body) {
+  if (body == nullptr) return;
+  if (__atomic_load_n(&body->refs.value, __ATOMIC_RELAXED) == 1) {
+    __atomic_store_n(&body->refs.value, 2, __ATOMIC_RELAXED);
+  } else {
+    kxAtomAdd(&body->refs, 1);
+  }
+}
+
 KxbString::KxbString(const KxbString& other)
     : body_(other.body_),
       staticText_(other.staticText_),
       staticChars_(other.staticChars_),
       staticBytes_(other.staticBytes_) {
-  if (body_ != nullptr) kxAtomAdd(&body_->refs, 1);
+  share(body_);
 }
 
 KxbString::KxbString(KxbString&& other) noexcept
@@ -157,7 +175,7 @@ KxbString& KxbString::operator=(const KxbString& other) {
       (staticText_ != nullptr && staticText_ == other.staticText_)) {
     return *this;
   }
-  if (other.body_ != nullptr) kxAtomAdd(&other.body_->refs, 1);
+  share(other.body_);
   releaseBody(body_, false);
   body_ = other.body_;
   staticText_ = other.staticText_;
@@ -427,8 +445,36 @@ KxbString& KxbString::append(const KxbString& other, bool* failed) {
   return *this;
 }
 
+// True when the `bytes` bytes at `text` are all ASCII.
+static bool isAscii(const char* text, size_t bytes) {
+  size_t i = 0;
+  for (; i + 8 <= bytes; i += 8) {
+    uint64_t word;
+    std::memcpy(&word, text + i, 8);
+    if (word & 0x8080808080808080ull) return false;
+  }
+  for (; i < bytes; ++i) {
+    if (static_cast<unsigned char>(text[i]) >= 0x80) return false;
+  }
+  return true;
+}
+
 KxbString& KxbString::append(const char* s, int count, bool* failed) {
   report(failed, false);
+  // The common case, kept short: ASCII text appended in place to a body of
+  // our own with room for it. ASCII never joins the bytes before it into a
+  // character, so its byte count is its character count.
+  if (count < 0 && s != nullptr && body_ != nullptr &&
+      kxAtomGet(&body_->refs) == 1) {
+    size_t bytes = std::strlen(s);
+    uint32_t used = body_->byteLength;
+    if (bytes < body_->capacity - used && isAscii(s, bytes)) {
+      std::memcpy(body_->buffer + used, s, bytes + 1);
+      body_->byteLength = used + static_cast<uint32_t>(bytes);
+      body_->charLength += static_cast<uint32_t>(bytes);
+      return *this;
+    }
+  }
   if (isNull()) {
     report(failed, !doAssign(s, count < 0 ? -1 : count, -1));
     return *this;

@@ -6,22 +6,6 @@
 
 #include "kx_fault.h"
 
-extern "C" void kxAtomInit(kxAtom* atom, int32_t value) {
-  __atomic_store_n(&atom->value, value, __ATOMIC_SEQ_CST);
-}
-
-extern "C" int32_t kxAtomAdd(kxAtom* atom, int32_t delta) {
-  return __atomic_add_fetch(&atom->value, delta, __ATOMIC_SEQ_CST);
-}
-
-extern "C" int32_t kxAtomSub(kxAtom* atom, int32_t delta) {
-  return __atomic_sub_fetch(&atom->value, delta, __ATOMIC_SEQ_CST);
-}
-
-extern "C" int32_t kxAtomGet(const kxAtom* atom) {
-  return __atomic_load_n(&atom->value, __ATOMIC_SEQ_CST);
-}
-
 struct kxLockImpl {
   bool readerWriter;
   pthread_mutex_t mutex;

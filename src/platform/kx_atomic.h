@@ -24,12 +24,22 @@
 extern "C" {
 #endif
 
-typedef struct kxAtom { volatile int32_t value; } kxAtom;
+typedef struct kxAtom { int32_t value; } kxAtom;
 
-void kxAtomInit(kxAtom* atom, int32_t value);
-int32_t kxAtomAdd(kxAtom* atom, int32_t delta);  // returns the new value
-int32_t kxAtomSub(kxAtom* atom, int32_t delta);  // returns the new value
-int32_t kxAtomGet(const kxAtom* atom);
+// Inline: every string copy and release goes through them.
+static inline void kxAtomInit(kxAtom* atom, int32_t value) {
+  __atomic_store_n(&atom->value, value, __ATOMIC_SEQ_CST);
+}
+// Return the new value.
+static inline int32_t kxAtomAdd(kxAtom* atom, int32_t delta) {
+  return __atomic_add_fetch(&atom->value, delta, __ATOMIC_SEQ_CST);
+}
+static inline int32_t kxAtomSub(kxAtom* atom, int32_t delta) {
+  return __atomic_sub_fetch(&atom->value, delta, __ATOMIC_SEQ_CST);
+}
+static inline int32_t kxAtomGet(const kxAtom* atom) {
+  return __atomic_load_n(&atom->value, __ATOMIC_SEQ_CST);
+}
 
 typedef struct kxLockImpl* kxLock;
 

@@ -493,11 +493,19 @@ int np_uchar_icomp(const char* a, const char* b) {
   }
   FoldReader ra(a), rb(b);
   for (;;) {
-    // Equal ASCII bytes fold alike: skip them without folding.
+    // ASCII folds to ASCII by lowering A-Z: compare such runs directly.
     if (ra.Idle() && rb.Idle()) {
       const unsigned char* pa = ra.Position();
       const unsigned char* pb = rb.Position();
-      while (*pa == *pb && *pa != 0 && *pa < 0x80) {
+      while (*pa < 0x80 && *pb < 0x80) {
+        const int32_t ca = *pa + (static_cast<unsigned>(*pa - 'A') < 26u ? 32 : 0);
+        const int32_t cb = *pb + (static_cast<unsigned>(*pb - 'A') < 26u ? 32 : 0);
+        if (ca != cb) {
+          // The end of a text sorts before every character.
+          if (ca == 0 || cb == 0) break;
+          return ca < cb ? -1 : 1;
+        }
+        if (ca == 0) return 0;
         ++pa;
         ++pb;
       }
