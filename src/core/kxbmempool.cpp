@@ -88,7 +88,15 @@ struct ThreadCache {
 // Initial-exec: the fast path reaches it without a call into the loader.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadCache t_cache;
 
-inline void*& linkWord(void* slot) { return *static_cast<void**>(slot); }
+// The link word may be read by another thread's pop that lost its race (and
+// then discards what it read), so it is always accessed atomically; relaxed
+// accesses cost nothing more than plain ones.
+inline void* link(void* slot) {
+  return __atomic_load_n(static_cast<void**>(slot), __ATOMIC_RELAXED);
+}
+inline void setLink(void* slot, void* next) {
+  __atomic_store_n(static_cast<void**>(slot), next, __ATOMIC_RELAXED);
+}
 inline uintptr_t& kindWord(void* block) {
   return reinterpret_cast<uintptr_t*>(block)[-1];
 }
@@ -122,8 +130,8 @@ void drainCache(Pool* pool, ThreadCache& cache, int c, int keep) {
   if (give <= 0) return;
   void* first = cache.head[c];
   void* last = first;
-  for (int i = 1; i < give; ++i) last = linkWord(last);
-  cache.head[c] = linkWord(last);
+  for (int i = 1; i < give; ++i) last = link(last);
+  cache.head[c] = link(last);
   cache.count[c] = keep;
   rkAStackPushChain(&pool->classes[c].freeList, first, last);
 }
@@ -199,7 +207,7 @@ bool addChunk(SizeClass* cls) {
   for (int i = 0; i < cls->blocksPerChunk; ++i) {
     void* slot = chunk + slotBytes * static_cast<size_t>(i);
     reinterpret_cast<uintptr_t*>(slot)[1] = reinterpret_cast<uintptr_t>(cls);
-    linkWord(slot) = previous;
+    setLink(slot, previous);
     previous = slot;
   }
   rkAStackPushChain(&cls->freeList, previous, chunk);
@@ -258,8 +266,8 @@ bool refill(Pool* pool, int c) {
   }
   // The popped chain ends in null; put it in front of the cached blocks.
   void* last = chain;
-  while (linkWord(last) != nullptr) last = linkWord(last);
-  linkWord(last) = t_cache.head[c];
+  while (link(last) != nullptr) last = link(last);
+  setLink(last, t_cache.head[c]);
   t_cache.head[c] = chain;
   t_cache.count[c] += got;
   return true;
@@ -287,7 +295,7 @@ bool KxbMemPool::getBytes(unsigned int size, void** block) {
     return false;
   }
   void* slot = cache.head[c];
-  cache.head[c] = linkWord(slot);
+  cache.head[c] = link(slot);
   --cache.count[c];
   *block = blockOf(slot);
   return true;
@@ -316,7 +324,7 @@ void KxbMemPool::freeBytes(void* block) {
   int c = static_cast<int>(offset / sizeof(SizeClass));
   ThreadCache& cache = currentCache();
   void* slot = slotOf(block);
-  linkWord(slot) = cache.head[c];
+  setLink(slot, cache.head[c]);
   cache.head[c] = slot;
   if (__builtin_expect(++cache.count[c] > kCacheMax, 0)) {
     drainCache(pool, cache, c, kCacheMax - kCacheBatch);

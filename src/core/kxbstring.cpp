@@ -141,16 +141,10 @@ KxbString::KxbString(const char* text, bool isStatic)
   }
 }
 
-// Takes one more reference to `body`. A count of 1 is the source string's
-// own reference, held by the calling thread: no other thread can change the
-// count at the same time, so a plain store does.
+// Takes one more reference to `body`. Always a locked increment: the source
+// string may be read (copied) by several threads at once.
 static void share(InternalString* body) {
-  if (body == nullptr) return;
-  if (__atomic_load_n(&body->refs.value, __ATOMIC_RELAXED) == 1) {
-    __atomic_store_n(&body->refs.value, 2, __ATOMIC_RELAXED);
-  } else {
-    kxAtomAdd(&body->refs, 1);
-  }
+  if (body != nullptr) kxAtomAdd(&body->refs, 1);
 }
 
 KxbString::KxbString(const KxbString& other)

@@ -8,6 +8,19 @@
 // link may be rewritten by its next owner while a losing thread still reads
 // it; the value read is then discarded by the failed swap.
 
+// ThreadSanitizer does not see the double-width swap as an atomic operation,
+// so under it the stack tells it about the hand-over of nodes itself: a push
+// releases, a pop acquires.
+#if defined(__SANITIZE_THREAD__)
+extern "C" void __tsan_acquire(void* address);
+extern "C" void __tsan_release(void* address);
+#define KX_HANDOVER_RELEASE(stack) __tsan_release(stack)
+#define KX_HANDOVER_ACQUIRE(stack) __tsan_acquire(stack)
+#else
+#define KX_HANDOVER_RELEASE(stack) ((void)0)
+#define KX_HANDOVER_ACQUIRE(stack) ((void)0)
+#endif
+
 namespace {
 
 using Head = unsigned __int128;
@@ -51,6 +64,7 @@ extern "C" int rkAStackInit(rkAStack* stack) {
 extern "C" void rkAStackPushChain(rkAStack* stack, void* first, void* last) {
   rkAStackNode* head = static_cast<rkAStackNode*>(first);
   rkAStackNode* tail = static_cast<rkAStackNode*>(last);
+  KX_HANDOVER_RELEASE(stack);
   Head old = loadHead(stack);
   for (;;) {
     setLink(tail, headNode(old));
@@ -81,6 +95,7 @@ extern "C" void* rkAStackPopChain(rkAStack* stack, int max, int* count) {
     }
     Head desired = pack(linkOf(last), headTag(old) + 1);
     if (swapHead(stack, old, desired)) {
+      KX_HANDOVER_ACQUIRE(stack);
       setLink(last, nullptr);
       *count = taken;
       return first;
