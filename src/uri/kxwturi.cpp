@@ -2,6 +2,7 @@
 // a row range.
 #include "kxbwturi.h"
 
+#include "kxbdatavar.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"
 #include "kxlog.h"
@@ -18,6 +19,7 @@ constexpr const char* kUnit = "kxwturi";
 constexpr const char* kMessageSet = "Base Services";
 constexpr int kCannotCreate = 29;
 constexpr int kDuplicate = 1776;
+constexpr int kNotConvertible = 1778;
 constexpr int kEmptyName = 1795;
 
 kxLogger* workTableLogger() {
@@ -113,6 +115,25 @@ bool isCheckedType(kxbType type) {
   return type == Boolean || type == Integer || type == Real || type == Date;
 }
 
+// The word message 1778 names a type by.
+const char* typeWord(kxbType type) {
+  switch (type) {
+    case Boolean: return "boolean";
+    case Integer: return "integer";
+    case Real: return "real";
+    default: return "date";
+  }
+}
+
+// Whether `value` converts to `type` through the data variant; a date must
+// also come out non-null.
+bool convertsTo(const KxbString& value, kxbType type) {
+  KxbDatavar probe;
+  probe.assign(value);
+  if (!probe.setType(type)) return false;
+  return type != Date || !probe.asDate().isNull();
+}
+
 }  // namespace
 
 class KxWorkTableURIImpl : public KxWorkTableURI {
@@ -176,13 +197,10 @@ class KxWorkTableURIImpl : public KxWorkTableURI {
         return false;
       }
     }
-    if (!isEmpty(value) && isCheckedType(type)) {
-      // Whether the value is one of this type is for the data variant to
-      // say, and this version does not consult it: refuse rather than guess.
+    if (!isEmpty(value) && isCheckedType(type) && !convertsTo(value, type)) {
       report(error,
-             kxbStringFormat("Cannot check the %s value of column '%s': typed "
-                             "column values are not supported in this version",
-                             kxbTypeToString(type), name.asCstr()),
+             kxb_get_message(kMessageSet, kNotConvertible, kUnit, __LINE__,
+                             typeWord(type)),
              __LINE__);
       return false;
     }
@@ -196,10 +214,14 @@ class KxWorkTableURIImpl : public KxWorkTableURI {
       ok = (isEmpty(query) || kxburi::append(&query, ",")) &&
            kxburi::append(&query, name);
       if (ok && !isEmpty(value)) {
+        // Checked values are written as they are; string and untyped values
+        // with their quotes and commas escaped.
+        bool typed = type == String || isCheckedType(type);
         ok = kxburi::append(&query, "=") &&
-             (type != String || kxburi::append(&query, kxbTypeToString(String))) &&
+             (!typed || kxburi::append(&query, kxbTypeToString(type))) &&
              kxburi::append(&query, "'") &&
-             appendQuotedValue(&query, bytesOf(value)) &&
+             (isCheckedType(type) ? kxburi::append(&query, value)
+                                  : appendQuotedValue(&query, bytesOf(value))) &&
              kxburi::append(&query, "'");
       }
     }

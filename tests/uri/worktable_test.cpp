@@ -170,7 +170,7 @@ TEST_F(UriWorkTable, ColumnDescriptorsAreParsedAndTheColumnTextRebuilt) {
 TEST_F(UriWorkTable, RefusedColumnsMakeTheWholeParseFail) {
   kxb_test::LogCapture capture;
   for (const char* bad : {"kxwt://T?a,A", "kxwt://T?a,,b", "kxwt://T?a,",
-                          "kxwt://T?=x", "kxwt://T?id=integer'7'"}) {
+                          "kxwt://T?=x", "kxwt://T?id=integer'seven'"}) {
     EXPECT_FALSE(parseTable(bad)) << bad;
   }
   // Each refusal left its reason on the work-table logger.
@@ -181,7 +181,14 @@ TEST_F(UriWorkTable, RefusedColumnsMakeTheWholeParseFail) {
     EXPECT_EQ("kxwturi", record.unit);
   }
   EXPECT_NE(std::string::npos, records[0].text.find("\"A\"")) << records[0].text;
-  EXPECT_TRUE(capture.hasRecord("typed column values are not supported"));
+  EXPECT_TRUE(capture.hasRecord("integer"));
+
+  // Values that convert are kept with their type's name.
+  auto typed = parseTable("kxwt://Orders?id=integer'7',name=string'O%27Brien'");
+  ASSERT_TRUE(typed);
+  EXPECT_EQ((std::vector<Column>{{"id", "7", Integer}, {"name", "O'Brien", String}}),
+            columnsOf(*typed));
+  EXPECT_EQ("id=Integer'7',name=String'O%27Brien'", show(typed->getQuery()));
 }
 
 TEST_F(UriWorkTable, AddColumnReportsRefusalsAndChangesNothing) {
@@ -200,10 +207,16 @@ TEST_F(UriWorkTable, AddColumnReportsRefusalsAndChangesNothing) {
   EXPECT_FALSE(table->addColumn(s(""), s("1"), String, &error));
   EXPECT_NE(kNull, show(error));
   EXPECT_FALSE(table->addColumn(KxbString(), s("1"), String, &error));
-  for (kxbType type : {Boolean, Integer, Real, Date}) {
+  // Values the data variant cannot read as the column's type.
+  const std::pair<kxbType, const char*> unreadable[] = {
+      {Boolean, "maybe"}, {Integer, "seven"}, {Real, "1.2.3"}, {Date, "2024-02-30"}};
+  const char* words[] = {"boolean", "integer", "real", "date"};
+  for (int i = 0; i < 4; ++i) {
     error.setNull();
-    EXPECT_FALSE(table->addColumn(s("typed"), s("1"), type, &error)) << type;
-    EXPECT_NE(std::string::npos, show(error).find(kxbTypeToString(type)));
+    EXPECT_FALSE(table->addColumn(s("typed"), s(unreadable[i].second),
+                                  unreadable[i].first, &error))
+        << unreadable[i].second;
+    EXPECT_NE(std::string::npos, show(error).find(words[i])) << show(error);
   }
   EXPECT_EQ(before, show(table->getQuery()));
   EXPECT_EQ(3, table->getColumnCount());
