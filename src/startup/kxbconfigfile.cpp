@@ -1,0 +1,306 @@
+// KxbConfigFile: reading, editing and writing back "key=value" files.
+#include "kxbconfigfile.h"
+
+#include <iterator>
+#include <new>
+
+#include "kxbmessage.h"
+#include "kxbtxtfile.h"
+#include "startup/kxbconfigfile_data.h"
+
+namespace {
+
+constexpr char kUnit[] = "kxbconfigfile";
+// Read leniently: every line end, a byte-order mark, ill-formed UTF-8
+// replaced. Write plain UTF-8 with "\n" line ends.
+constexpr int kReadOptions = 0x800000;
+constexpr int kWriteOptions = 0;
+
+KxbString outOfMemory(int line) {
+  return kxb_get_message("Base Services", 444, kUnit, line);
+}
+
+bool isNonEmpty(const KxbString& text) { return text.length() > 0; }
+
+// A comment as written in a file: line breaks become a backslash and "n".
+KxbString escapeComment(const KxbString& comment) {
+  return comment.replace(KxbString("\r\n", true), KxbString("\\n", true))
+      .replace(KxbString("\n", true), KxbString("\\n", true));
+}
+
+KxbString unescapeComment(const KxbString& text) {
+  return text.replace(KxbString("\\n", true), KxbString("\n", true));
+}
+
+KxbString joined(const KxbString& key, const KxbString& value) {
+  KxbString line(key);
+  line.append("=", 1);
+  line.append(value);
+  return line;
+}
+
+KxbString commentLine(const KxbString& comment) {
+  KxbString line("#", true);
+  line.append(comment);
+  return line;
+}
+
+KxbConfigLine plainLine(const KxbString& text) {
+  KxbConfigLine line;
+  line.text = text;
+  return line;
+}
+
+// Turns the place of an entry read from a file into plain text: its comment
+// line (when it has a comment) and then `text`. The comment takes the
+// entry's line and `text` the next one; when that next line is taken by
+// another record (the comment was set after reading), both go into one
+// record, written as two lines, so that nothing is overwritten. (The next
+// line number must also be one already read: later reads use the numbers
+// after lineCount.)
+void freezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
+                 const KxbString& text) {
+  int32_t at = entry.line;
+  if (isNonEmpty(entry.comment)) {
+    if (at + 1 <= d.lineCount && d.lines.count(at + 1) == 0) {
+      d.lines[at] = plainLine(commentLine(entry.comment));
+      ++at;
+    } else {
+      KxbString both = commentLine(entry.comment);
+      both.append("\n", 1);
+      both.append(text);
+      d.lines[at] = plainLine(both);
+      return;
+    }
+  }
+  d.lines[at] = plainLine(text);
+}
+
+}  // namespace
+
+KxbConfigFile::KxbConfigFile() : data_(new (std::nothrow) KxbConfigFileData) {}
+
+KxbConfigFile::~KxbConfigFile() { delete data_; }
+
+bool KxbConfigFile::read(const KxbString& path) {
+  if (data_ == nullptr) return false;
+  KxbConfigFileData& d = *data_;
+  KxbTxtFile* file = kxbTxtFileOpen(path.asCstr(), KXB_TXT_READ, -1,
+                                    kReadOptions, &d.errorMessage);
+  if (file == nullptr) return false;
+  try {
+    const KxbString equals("=", true);
+    KxbString pending;  // the comment of the line above, if it was one
+    while (true) {
+      KxbString line;
+      bool sawLineEnd = false;
+      int result = file->readLine(-1, &line, &sawLineEnd);
+      if (result < 0) {
+        d.errorMessage = file->getErrorMessage();
+        file->release();
+        return false;
+      }
+      if (result == 0 && !sawLineEnd) break;
+      int32_t number = ++d.lineCount;
+      line.trim(true, true);
+
+      if (line.asCstr()[0] == '#') {
+        d.lines[number] = plainLine(line);
+        pending = unescapeComment(line.mid(1));
+        continue;
+      }
+      int eq = line.find(equals);
+      if (line.length() == 0 || eq < 0) {
+        d.lines[number] = plainLine(line);
+        pending.setNull();
+        continue;
+      }
+
+      KxbString key = line.mid(0, eq);
+      key.trim(true, true);
+      KxbString value = line.mid(static_cast<unsigned>(eq + 1));
+      value.trim(true, true);
+      int32_t entryLine = isNonEmpty(pending) ? number - 1 : number;
+
+      auto found = d.entries.find(key);
+      if (found == d.entries.end()) {
+        KxbConfigEntry entry;
+        entry.comment = pending;
+        entry.value = value;
+        entry.line = entryLine;
+        d.entries.emplace(key, entry);
+      } else {
+        KxbConfigEntry& earlier = found->second;
+        if (earlier.line >= 1) {
+          freezeEntry(d, earlier, joined(key, earlier.value));
+        } else {
+          // Made by setEntry: from now on the file holds the key.
+          d.addedKeys.erase(key);
+        }
+        earlier.comment = pending;
+        earlier.value = value;
+        earlier.line = entryLine;
+      }
+      KxbConfigLine record;
+      record.isEntry = true;
+      record.text = key;
+      d.lines[entryLine] = record;
+      pending.setNull();
+    }
+  } catch (const std::bad_alloc&) {
+    d.errorMessage = outOfMemory(__LINE__);
+    file->release();
+    return false;
+  }
+  file->release();
+  return true;
+}
+
+bool KxbConfigFile::write(const KxbString& path) {
+  if (data_ == nullptr) return false;
+  KxbConfigFileData& d = *data_;
+  KxbTxtFile* file = kxbTxtFileOpen(path.asCstr(), KXB_TXT_WRITE, -1,
+                                    kWriteOptions, &d.errorMessage);
+  if (file == nullptr) return false;
+  auto failed = [&]() {
+    d.errorMessage = file->getErrorMessage();
+    file->release();
+    return false;
+  };
+  auto writeEntry = [&](const KxbString& key, const KxbConfigEntry& entry) {
+    if (isNonEmpty(entry.comment) &&
+        !file->writeln(commentLine(escapeComment(entry.comment)))) {
+      return false;
+    }
+    return file->writeln(joined(key, entry.value));
+  };
+  for (const auto& [number, line] : d.lines) {
+    if (!line.isEntry) {
+      if (!file->writeln(line.text)) return failed();
+      continue;
+    }
+    auto entry = d.entries.find(line.text);
+    if (entry == d.entries.end()) continue;
+    if (!writeEntry(line.text, entry->second)) return failed();
+  }
+  for (const KxbString& key : d.addedKeys) {
+    auto entry = d.entries.find(key);
+    if (entry == d.entries.end()) continue;  // left over from clear()
+    if (!file->writeln(KxbString("", true))) return failed();
+    if (!writeEntry(key, entry->second)) return failed();
+  }
+  if (!file->close()) return failed();
+  file->release();
+  return true;
+}
+
+void KxbConfigFile::clear() {
+  if (data_ == nullptr) return;
+  data_->lines.clear();
+  data_->entries.clear();
+  data_->errorMessage.setNull();
+  data_->cursorState = KxbConfigFileData::Cursor::kUnset;
+  data_->cursorKey.setNull();
+}
+
+KxbString KxbConfigFile::getEntry(const KxbString& key) {
+  if (data_ == nullptr) return KxbString();
+  auto found = data_->entries.find(key);
+  return found == data_->entries.end() ? KxbString() : found->second.value;
+}
+
+bool KxbConfigFile::getEntry(int index, KxbString* key, KxbString* value) {
+  if (data_ == nullptr || index < 0 ||
+      static_cast<size_t>(index) >= data_->entries.size()) {
+    if (key != nullptr) key->setNull();
+    if (value != nullptr) value->setNull();
+    return false;
+  }
+  auto entry = std::next(data_->entries.begin(), index);
+  if (key != nullptr) *key = entry->first;
+  if (value != nullptr) *value = entry->second.value;
+  return true;
+}
+
+KxbString KxbConfigFile::getEntryComment(const KxbString& key) {
+  if (data_ == nullptr) return KxbString();
+  auto found = data_->entries.find(key);
+  return found == data_->entries.end() ? KxbString() : found->second.comment;
+}
+
+int KxbConfigFile::getEntryCount() {
+  return data_ == nullptr ? 0 : static_cast<int>(data_->entries.size());
+}
+
+KxbString KxbConfigFile::getErrorMessage() {
+  if (data_ == nullptr) return outOfMemory(__LINE__);
+  return data_->errorMessage;
+}
+
+bool KxbConfigFile::getNextEntry(bool first, KxbString* key,
+                                 KxbString* value) {
+  if (data_ == nullptr) return false;
+  KxbConfigFileData& d = *data_;
+  using Cursor = KxbConfigFileData::Cursor;
+  auto entry = d.entries.begin();
+  if (!first) {
+    if (d.cursorState != Cursor::kAtKey) return false;
+    entry = d.entries.upper_bound(d.cursorKey);
+  }
+  if (entry == d.entries.end()) {
+    d.cursorState = Cursor::kAtEnd;
+    d.cursorKey.setNull();
+    return false;
+  }
+  d.cursorState = Cursor::kAtKey;
+  d.cursorKey = entry->first;
+  if (key != nullptr) *key = entry->first;
+  if (value != nullptr) *value = entry->second.value;
+  return true;
+}
+
+void KxbConfigFile::setEntry(const KxbString& key, const KxbString& value) {
+  if (data_ == nullptr) return;
+  try {
+    auto found = data_->entries.find(key);
+    if (found != data_->entries.end()) {
+      found->second.value = value;
+      return;
+    }
+    KxbConfigEntry entry;
+    entry.value = value;
+    data_->entries.emplace(key, entry);
+    data_->addedKeys.insert(key);
+  } catch (const std::bad_alloc&) {
+    data_->errorMessage = outOfMemory(__LINE__);
+  }
+}
+
+void KxbConfigFile::setEntryComment(const KxbString& key,
+                                    const KxbString& comment) {
+  if (data_ == nullptr) return;
+  auto found = data_->entries.find(key);
+  if (found != data_->entries.end()) found->second.comment = comment;
+}
+
+void KxbConfigFile::deleteEntry(const KxbString& key) {
+  if (data_ == nullptr) return;
+  KxbConfigFileData& d = *data_;
+  auto found = d.entries.find(key);
+  if (found == d.entries.end()) return;
+  try {
+    const KxbConfigEntry& entry = found->second;
+    if (entry.line >= 1) {
+      KxbString text("#-DELETED ", true);
+      text.append(key);
+      text.append("=", 1);
+      text.append(entry.value);
+      freezeEntry(d, entry, text);
+    } else {
+      d.addedKeys.erase(key);
+    }
+  } catch (const std::bad_alloc&) {
+    d.errorMessage = outOfMemory(__LINE__);
+  }
+  d.entries.erase(found);
+}

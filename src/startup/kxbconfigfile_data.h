@@ -1,0 +1,39 @@
+// The private state of KxbConfigFile, shared by its units.
+#ifndef KXB_SRC_STARTUP_KXBCONFIGFILE_DATA_H_
+#define KXB_SRC_STARTUP_KXBCONFIGFILE_DATA_H_
+
+#include <cstdint>
+#include <map>
+#include <set>
+
+#include "kxbstring.h"
+
+struct KxbConfigLine {
+  // A plain line holds the text written back; an entry line holds the key
+  // as spelled on that line, and is written from the entry.
+  bool isEntry = false;
+  KxbString text;
+};
+
+struct KxbConfigEntry {
+  KxbString comment;  // null when none
+  KxbString value;
+  // The line the entry is written back at; -1 for an entry made by setEntry.
+  int32_t line = -1;
+};
+
+struct KxbConfigFileData {
+  // Lines read so far, over every read; never reset.
+  int32_t lineCount = 0;
+  std::map<int32_t, KxbConfigLine> lines;
+  std::map<KxbString, KxbConfigEntry, KxbStringLessInsensitive> entries;
+  // Keys made by setEntry, as spelled there.
+  std::set<KxbString, KxbStringLessInsensitive> addedKeys;
+  KxbString errorMessage;
+  // getNextEntry's position: before the walk, at an entry (its key), or
+  // past the last entry.
+  enum class Cursor { kUnset, kAtKey, kAtEnd } cursorState = Cursor::kUnset;
+  KxbString cursorKey;
+};
+
+#endif  // KXB_SRC_STARTUP_KXBCONFIGFILE_DATA_H_

@@ -1,0 +1,251 @@
+// KxbConfigFile: the file format, duplicate keys, comments, deletions and
+// round trips through files.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "kx_fault.h"
+#include "kxbconfigfile.h"
+#include "support/temp_dir.h"
+#include "support/textio_env.h"
+
+namespace {
+
+const bool kTextIO = kxb_test::useTextIO();
+
+std::string text(const KxbString& s) {
+  return s.isNull() ? "<null>" : s.asCstr();
+}
+
+class ConfigFileTest : public ::testing::Test {
+ protected:
+  // Reads `content` (written to a file) into `config`.
+  void readText(KxbConfigFile& config, const std::string& content,
+                const std::string& name = "in.cfg") {
+    dir_.write(name, content);
+    ASSERT_TRUE(config.read(KxbString(dir_.path(name).c_str())))
+        << text(config.getErrorMessage());
+  }
+  // Writes `config` to a file and returns the file's bytes.
+  std::string writeText(KxbConfigFile& config) {
+    EXPECT_TRUE(config.write(KxbString(dir_.path("out.cfg").c_str())))
+        << text(config.getErrorMessage());
+    return dir_.read("out.cfg");
+  }
+
+  kxb_test::TempDir dir_;
+};
+
+TEST_F(ConfigFileTest, CommentAboveAnEntryBelongsToItAndIsWrittenBackOnce) {
+  KxbConfigFile config;
+  readText(config, "# the port\nport = 80\n");
+  EXPECT_EQ(1, config.getEntryCount());
+  EXPECT_EQ("80", text(config.getEntry(KxbString("port"))));
+  EXPECT_EQ(" the port", text(config.getEntryComment(KxbString("PORT"))));
+  EXPECT_EQ("# the port\nport=80\n", writeText(config));
+}
+
+TEST_F(ConfigFileTest, ValuesKeepEqualsAndHashAndLinesAreTrimmed) {
+  KxbConfigFile config;
+  readText(config,
+           "a=b=c\n  b = x # y  \r\n   # note\nx#y\n\t\nc=\n=orphan\n");
+  EXPECT_EQ("b=c", text(config.getEntry(KxbString("a"))));
+  EXPECT_EQ("x # y", text(config.getEntry(KxbString("b"))));
+  EXPECT_EQ("", text(config.getEntry(KxbString("c"))));
+  EXPECT_EQ("orphan", text(config.getEntry(KxbString(""))));
+  EXPECT_EQ("<null>", text(config.getEntry(KxbString("x#y"))));
+  EXPECT_EQ("<null>", text(config.getEntry(KxbString("missing"))));
+  // " # note" is a comment, but the plain line below it drops it.
+  EXPECT_EQ("<null>", text(config.getEntryComment(KxbString("c"))));
+  EXPECT_EQ("a=b=c\nb=x # y\n# note\nx#y\n\nc=\n=orphan\n", writeText(config));
+}
+
+TEST_F(ConfigFileTest, OnlyTheLastOfSeveralCommentLinesIsTheEntrysComment) {
+  KxbConfigFile config;
+  readText(config, "#first\n#second\nk=v\n#gap\n\nj=w\n");
+  EXPECT_EQ("second", text(config.getEntryComment(KxbString("k"))));
+  EXPECT_EQ("<null>", text(config.getEntryComment(KxbString("j"))));
+  config.setEntryComment(KxbString("k"), KxbString("changed"));
+  EXPECT_EQ("#first\n#changed\nk=v\n#gap\n\nj=w\n", writeText(config));
+}
+
+TEST_F(ConfigFileTest, EscapedLineBreaksInCommentsRoundTrip) {
+  KxbConfigFile config;
+  readText(config, "#line1\\nline2\nkey=1\n");
+  EXPECT_EQ("line1\nline2", text(config.getEntryComment(KxbString("key"))));
+  EXPECT_EQ("#line1\\nline2\nkey=1\n", writeText(config));
+  config.setEntryComment(KxbString("key"), KxbString("a\r\nb\nc"));
+  EXPECT_EQ("#a\\nb\\nc\nkey=1\n", writeText(config));
+}
+
+TEST_F(ConfigFileTest, DuplicateKeysFreezeTheEarlierOccurrence) {
+  KxbConfigFile config;
+  readText(config, "Key=1\nKEY=2\n");
+  EXPECT_EQ(1, config.getEntryCount());
+  EXPECT_EQ("2", text(config.getEntry(KxbString("key"))));
+  KxbString key;
+  ASSERT_TRUE(config.getEntry(0, &key, nullptr));
+  EXPECT_EQ("Key", text(key));  // the map keeps the first spelling
+  EXPECT_EQ("KEY=1\nKEY=2\n", writeText(config));
+
+  KxbConfigFile commented;
+  readText(commented, "#old\na=1\nx=0\n#new\nA=2\n");
+  EXPECT_EQ("new", text(commented.getEntryComment(KxbString("a"))));
+  EXPECT_EQ("#old\nA=1\nx=0\n#new\nA=2\n", writeText(commented));
+}
+
+TEST_F(ConfigFileTest, SecondReadAppendsLinesAndOverridesKeys) {
+  KxbConfigFile config;
+  readText(config, "a=1\nb=2\n", "one.cfg");
+  readText(config, "#two\nB=3\nc=4\n", "two.cfg");
+  EXPECT_EQ("3", text(config.getEntry(KxbString("b"))));
+  EXPECT_EQ(3, config.getEntryCount());
+  EXPECT_EQ("a=1\nB=2\n#two\nB=3\nc=4\n", writeText(config));
+}
+
+TEST_F(ConfigFileTest, SetEntryKeepsPlacesAndAddsNewKeysAtTheEnd) {
+  KxbConfigFile config;
+  readText(config, "#c\nold=1\nlast=2");
+  config.setEntry(KxbString("OLD"), KxbString("9"));
+  config.setEntry(KxbString("new"), KxbString("v"));
+  config.setEntry(KxbString("Another"), KxbString("w"));
+  config.setEntryComment(KxbString("new"), KxbString("added"));
+  config.setEntryComment(KxbString("unknown"), KxbString("ignored"));
+  EXPECT_EQ("c", text(config.getEntryComment(KxbString("old"))));
+  EXPECT_EQ("#c\nold=9\nlast=2\n\nAnother=w\n\n#added\nnew=v\n",
+            writeText(config));
+}
+
+TEST_F(ConfigFileTest, DeletedEntriesStayVisibleAndReadBackAsComments) {
+  KxbConfigFile config;
+  readText(config, "#c\na=1\nb=2\n");
+  config.setEntry(KxbString("added"), KxbString("x"));
+  config.deleteEntry(KxbString("A"));
+  config.deleteEntry(KxbString("added"));
+  config.deleteEntry(KxbString("unknown"));
+  EXPECT_EQ("<null>", text(config.getEntry(KxbString("a"))));
+  EXPECT_EQ(1, config.getEntryCount());
+  std::string written = writeText(config);
+  EXPECT_EQ("#c\n#-DELETED A=1\nb=2\n", written);
+
+  // Read again, the deleted line is the pending comment of the next entry.
+  KxbConfigFile again;
+  readText(again, written);
+  EXPECT_EQ("-DELETED A=1", text(again.getEntryComment(KxbString("b"))));
+  EXPECT_EQ(written, writeText(again));
+}
+
+TEST_F(ConfigFileTest, DeletingAnEntryWhoseCommentWasAddedLosesNoLine) {
+  KxbConfigFile config;
+  readText(config, "a=1\nb=2\n");
+  config.setEntryComment(KxbString("a"), KxbString("note"));
+  config.deleteEntry(KxbString("a"));
+  EXPECT_EQ("#note\n#-DELETED a=1\nb=2\n", writeText(config));
+  EXPECT_EQ("2", text(config.getEntry(KxbString("b"))));
+}
+
+TEST_F(ConfigFileTest, IndexedAndWalkedEnumerationFollowKeyOrder) {
+  KxbConfigFile config;
+  readText(config, "b=2\nA=1\nc=3\n");
+  std::vector<std::string> keys;
+  KxbString key, value;
+  for (int i = 0; config.getEntry(i, &key, &value); ++i) {
+    keys.push_back(text(key) + "=" + text(value));
+  }
+  EXPECT_EQ((std::vector<std::string>{"A=1", "b=2", "c=3"}), keys);
+  EXPECT_FALSE(config.getEntry(-1, &key, &value));
+  EXPECT_TRUE(key.isNull() && value.isNull());
+  key = KxbString("x");
+  value = KxbString("y");
+  EXPECT_FALSE(config.getEntry(config.getEntryCount(), &key, &value));
+  EXPECT_TRUE(key.isNull() && value.isNull());
+
+  KxbString walked("untouched");
+  EXPECT_FALSE(config.getNextEntry(false, &walked, nullptr));  // not started
+  EXPECT_EQ("untouched", text(walked));
+  ASSERT_TRUE(config.getNextEntry(true, &walked, nullptr));
+  EXPECT_EQ("A", text(walked));
+  // An entry deleted during the walk does not derail it.
+  config.deleteEntry(KxbString("b"));
+  ASSERT_TRUE(config.getNextEntry(false, &walked, nullptr));
+  EXPECT_EQ("c", text(walked));
+  EXPECT_FALSE(config.getNextEntry(false, &walked, nullptr));
+  EXPECT_EQ("c", text(walked));
+  EXPECT_FALSE(config.getNextEntry(false, &walked, nullptr));
+  ASSERT_TRUE(config.getNextEntry(true, &walked, nullptr));
+  EXPECT_EQ("A", text(walked));
+}
+
+TEST_F(ConfigFileTest, LineNumbersAndAddedKeysSurviveClear) {
+  KxbConfigFile config;
+  readText(config, "a=1\n");
+  config.setEntry(KxbString("kept"), KxbString("k"));
+  config.clear();
+  EXPECT_EQ(0, config.getEntryCount());
+  EXPECT_TRUE(config.getErrorMessage().isNull());
+  // The added key has no entry any more: it is not written.
+  EXPECT_EQ("", writeText(config));
+  readText(config, "b=2\n");
+  config.setEntry(KxbString("KEPT"), KxbString("again"));
+  EXPECT_EQ("b=2\n\nkept=again\n", writeText(config));
+}
+
+TEST_F(ConfigFileTest, RoundTripKeepsEntriesCommentsAndOtherLines) {
+  const std::string original =
+      "\xEF\xBB\xBF# settings\r\n"
+      "[not a section]\r\n"
+      "#the host\r\n"
+      "host = example.org\r\n"
+      "\r\n"
+      "#-DELETED port=1\r\n"
+      "timeout=30\r\n"
+      "path=C:\\temp=x#y\r\n";
+  KxbConfigFile config;
+  readText(config, original);
+  config.setEntry(KxbString("timeout"), KxbString("60"));
+  config.setEntry(KxbString("retries"), KxbString("3"));
+  config.deleteEntry(KxbString("path"));
+  std::string written = writeText(config);
+  EXPECT_EQ(
+      "# settings\n[not a section]\n#the host\nhost=example.org\n\n"
+      "#-DELETED port=1\ntimeout=60\n#-DELETED path=C:\\temp=x#y\n\n"
+      "retries=3\n",
+      written);
+
+  KxbConfigFile again;
+  readText(again, written);
+  EXPECT_EQ(3, again.getEntryCount());
+  for (const char* key : {"host", "timeout", "retries"}) {
+    EXPECT_EQ(text(config.getEntry(KxbString(key))),
+              text(again.getEntry(KxbString(key))));
+    EXPECT_EQ(text(config.getEntryComment(KxbString(key))),
+              text(again.getEntryComment(KxbString(key))));
+  }
+  EXPECT_EQ(written, writeText(again));
+}
+
+TEST_F(ConfigFileTest, FailuresKeepTheTextFileLayersMessage) {
+  KxbConfigFile config;
+  EXPECT_FALSE(config.read(KxbString(dir_.path("absent.cfg").c_str())));
+  EXPECT_NE(nullptr,
+            std::strstr(config.getErrorMessage().asCstr(), "absent.cfg"));
+
+  readText(config, "a=1\n");
+  dir_.write("target.cfg", "precious\n");
+  kxFaultArm(KX_FAULT_RENAME, 1);
+  EXPECT_FALSE(config.write(KxbString(dir_.path("target.cfg").c_str())));
+  EXPECT_NE(nullptr,
+            std::strstr(config.getErrorMessage().asCstr(), "target.cfg"));
+  EXPECT_EQ("precious\n", dir_.read("target.cfg"));
+  kxFaultArm(KX_FAULT_WRITE, 1);
+  EXPECT_FALSE(config.write(KxbString(dir_.path("target.cfg").c_str())));
+  EXPECT_EQ("precious\n", dir_.read("target.cfg"));
+  EXPECT_EQ((std::vector<std::string>{"in.cfg", "target.cfg"}), dir_.names());
+  // The model is intact: a later write succeeds.
+  ASSERT_TRUE(config.write(KxbString(dir_.path("target.cfg").c_str())));
+  EXPECT_EQ("a=1\n", dir_.read("target.cfg"));
+}
+
+}  // namespace
