@@ -70,3 +70,14 @@ extern "C" int np_dso_unload(np_dso_handle handle) {
   if (handle == nullptr) return 0;
   return dlclose(static_cast<void*>(handle)) == 0 ? 0 : -1;
 }
+
+extern "C" int np_dso_path_of(const void* address, char* buffer, size_t size) {
+  if (buffer == nullptr || size == 0) return EINVAL;
+  buffer[0] = '\0';
+  Dl_info info;
+  if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) return ENOENT;
+  size_t n = strlen(info.dli_fname);
+  if (n >= size) return ENAMETOOLONG;
+  memcpy(buffer, info.dli_fname, n + 1);
+  return 0;
+}

@@ -40,6 +40,10 @@ int np_dso_load(const char* path, int flags, np_dso_handle* handle);
 const char* np_dso_loaderr(np_dso_handle handle);
 // The address of symbol `name`, or null when the library has none.
 void* np_dso_getsym(np_dso_handle handle, const char* name);
+// The path of the loaded file (program or shared library) that holds
+// `address`, into `buffer` (size bytes). 0 on success; non-zero (buffer "")
+// when no loaded file holds it or the path does not fit.
+int np_dso_path_of(const void* address, char* buffer, size_t size);
 // Unloads a library; null is ignored. 0 on success.
 int np_dso_unload(np_dso_handle handle);
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "np_dso.h"
 #include "np_fio.h"
@@ -75,10 +76,20 @@ void kxbUnloadTextIO() {
 
 KxbTextIO* kxbTextIO() { return g_textIO.load(); }
 
+// "kxb" beside the directory this library was loaded from: the install
+// puts libkxb.so in <libdir> and the companions in <libdir>/kxb, wherever
+// the tree was installed or moved to.
 const char* kxbCompanionDirectory() {
-#ifdef KXB_COMPANION_DIR
-  return KXB_COMPANION_DIR;
-#else
-  return "";
-#endif
+  static const std::string directory = [] {
+    char self[4096];
+    char parent[4096];
+    char name[4096];
+    if (np_dso_path_of(reinterpret_cast<const void*>(&kxbCompanionDirectory),
+                       self, sizeof self) != 0 ||
+        np_fio_pparse(self, parent, sizeof parent, name, sizeof name) != 0) {
+      return std::string();
+    }
+    return std::string(parent) + "/kxb";
+  }();
+  return directory.c_str();
 }

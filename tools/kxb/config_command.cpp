@@ -17,7 +17,6 @@
 
 #include "kxbconfigfile.h"
 #include "kxbstring.h"
-#include "services/kxbtextio_loader.h"
 #include "tools/kxb/commands.h"
 
 namespace kxb_tool {
@@ -28,20 +27,6 @@ constexpr char kUsage[] =
     "       kxb config set FILE [SECTION] KEY VALUE\n"
     "       kxb config delete FILE [SECTION] KEY\n"
     "       kxb config list FILE";
-
-// Loads the text IO library from the program's directory, else from the
-// installed companion directory.
-bool loadTextIO() {
-  char error[1024] = "";
-  std::error_code code;
-  auto self = std::filesystem::read_symlink("/proc/self/exe", code);
-  if (!code && kxbLoadTextIO(self.parent_path().c_str(), error, sizeof error)) {
-    return true;
-  }
-  if (kxbLoadTextIO(kxbCompanionDirectory(), error, sizeof error)) return true;
-  fail(1, error);
-  return false;
-}
 
 // KEY, or SECTION "/" KEY.
 KxbString keyOf(int argc, char** argv) {
@@ -115,11 +100,7 @@ int dispatch(int argc, char** argv) {
 
 }  // namespace
 
-int runConfig(int argc, char** argv) {
-  if (!loadTextIO()) return 1;
-  int status = dispatch(argc, argv);
-  kxbUnloadTextIO();
-  return status;
-}
+// The library's initialisation (main.cpp) has loaded the text IO library.
+int runConfig(int argc, char** argv) { return dispatch(argc, argv); }
 
 }  // namespace kxb_tool
