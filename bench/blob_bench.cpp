@@ -14,6 +14,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "library_setup.h"
+
 #include "kx_atomic.h"
 #include "kxbblob.h"
 #include "kxbconfigoptions.h"
@@ -27,17 +29,7 @@
 namespace {
 
 // The library's pieces a blob needs, as initialisation would leave them.
-const bool g_ready = [] {
-  kxlogInitialize();
-  KxbMemPool::initialize();
-  kxbGlobals().singletonMutex = kxLockCreate(0, 0);
-  kxbCreateConfigOptionStore();
-  const char* tmp = std::getenv("TMPDIR");
-  kxbGetConfigOptions(KxbString(""))
-      ->setOption(KxbString("BASE/TEMP"),
-                  KxbString(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp"));
-  return true;
-}();
+const bool g_ready = kxb_bench::setUpLibrary();
 
 void configure(int64_t pageSize) {
   KxbConfigOptions* options = kxbGetConfigOptions(KxbString(""));

@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "library_setup.h"
+
 #include "kx_atomic.h"
 #include "kxbconfigoptions.h"
 #include "kxbdatavar.h"
@@ -16,17 +18,7 @@
 
 namespace {
 
-const bool g_ready = [] {
-  kxlogInitialize();
-  KxbMemPool::initialize();
-  kxbGlobals().singletonMutex = kxLockCreate(0, 0);
-  kxbCreateConfigOptionStore();
-  const char* tmp = std::getenv("TMPDIR");
-  kxbGetConfigOptions(KxbString(""))
-      ->setOption(KxbString("BASE/TEMP"),
-                  KxbString(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp"));
-  return true;
-}();
+const bool g_ready = kxb_bench::setUpLibrary();
 
 // A variant of each type, by kxbType number.
 KxbDatavar sample(int type) {

@@ -14,6 +14,7 @@
 
 #include "kx_atomic.h"
 #include "kxbconfigoptions.h"
+#include "../bench/library_setup.h"
 #include "kxbdatavar.h"
 #include "kxbmempool.h"
 #include "kxlog.h"
@@ -32,14 +33,7 @@ void check(bool ok) {
 // The library's pieces a variant needs; one page server kept for the whole
 // run, so that Binary values do not start a server (and a file) each time.
 KxbBlobPageServerRef* setUp() {
-  kxlogInitialize();
-  KxbMemPool::initialize();
-  kxbGlobals().singletonMutex = kxLockCreate(0, 0);
-  kxbCreateConfigOptionStore();
-  const char* tmp = std::getenv("TMPDIR");
-  kxbGetConfigOptions(KxbString(""))
-      ->setOption(KxbString("BASE/TEMP"),
-                  KxbString(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp"));
+  kxb_bench::setUpLibrary();
   auto* ref = new KxbBlobPageServerRef;
   check(ref->join() != nullptr);
   return ref;

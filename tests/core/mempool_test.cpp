@@ -11,6 +11,7 @@
 #include "kx_fault.h"
 #include "kxbmempool.h"
 #include "kxbstartup.h"
+#include "support/assertions.h"
 #include "support/library_env.h"
 
 namespace {
@@ -156,26 +157,11 @@ TEST(MemPool, NoPoolNoBlocks) {
   EXPECT_TRUE(KxbMemPool::initialize());
 }
 
-struct AssertionLog {
-  std::vector<std::string> messages;
-};
-
-void recordAssertion(const char* message, const char*, int, void* user) {
-  static_cast<AssertionLog*>(user)->messages.push_back(message);
-}
-
 TEST(MemPool, ForeignPointerRaisesAssertion) {
-  static AssertionLog log;
-  static const bool registered = [] {
-    kxbRegisterAssertionHandler(recordAssertion, &log);
-    return true;
-  }();
-  (void)registered;
-  log.messages.clear();
+  kxb_test::AssertionRecorder raised("kxbmempool");
   alignas(16) uintptr_t fake[4] = {0, 0x1234, 0, 0};
   KxbMemPool::freeBytes(&fake[2]);
-  ASSERT_EQ(1u, log.messages.size());
-  EXPECT_EQ("mempool free", log.messages[0]);
+  EXPECT_EQ((std::vector<std::string>{"mempool free"}), raised.messages());
 }
 
 TEST(MemPoolThreads, NoBlockHandedOutTwice) {

@@ -10,44 +10,16 @@
 #include "kx_fault.h"
 #include "kxbsingleton.h"
 #include "kxbstartup.h"
-#include "startup/kxbglobals.h"
+#include "support/assertions.h"
 
 namespace {
 
-std::vector<std::string>* g_assertions = nullptr;
-
-void recordAssertion(const char* message, const char* file, int, void*) {
-  if (g_assertions != nullptr && std::string(file) == "kxbsingleton") {
-    g_assertions->push_back(message);
-  }
-}
-
 class SingletonTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    static const bool registered = [] {
-      kxbRegisterAssertionHandler(recordAssertion, nullptr);
-      return true;
-    }();
-    (void)registered;
-    g_assertions = &assertions_;
-    // The library's initialisation makes this mutex; these tests run
-    // without it.
-    if (kxbGlobals().singletonMutex == nullptr) {
-      kxbGlobals().singletonMutex = kxLockCreate(0, 0);
-      ownsMutex_ = true;
-    }
-  }
-  void TearDown() override {
-    g_assertions = nullptr;
-    if (ownsMutex_) {
-      kxLockDestroy(kxbGlobals().singletonMutex);
-      kxbGlobals().singletonMutex = nullptr;
-    }
-  }
+  std::vector<std::string> assertions() const { return raised_.messages(); }
 
-  std::vector<std::string> assertions_;
-  bool ownsMutex_ = false;
+  kxb_test::AssertionRecorder raised_{"kxbsingleton"};
+  kxb_test::SingletonRegistryScope registry_;
 };
 
 TEST_F(SingletonTest, TableReusesFreedRecordsAndEmptiesItself) {
@@ -55,8 +27,8 @@ TEST_F(SingletonTest, TableReusesFreedRecordsAndEmptiesItself) {
   int a = 1, b = 2, c = 3;
   table.createRef("a", &a);
   table.createRef("a", &b);
-  ASSERT_EQ(1u, assertions_.size());
-  EXPECT_EQ("id already exists", assertions_[0]);
+  ASSERT_EQ(1u, assertions().size());
+  EXPECT_EQ("id already exists", assertions()[0]);
   EXPECT_EQ(&a, table.getRef("a"));  // refcount now 2
   EXPECT_FALSE(table.decRef("a"));
   table.createRef("b", &b);
@@ -68,11 +40,11 @@ TEST_F(SingletonTest, TableReusesFreedRecordsAndEmptiesItself) {
   EXPECT_TRUE(table.decRef("c"));
   EXPECT_TRUE(table.decRef("b"));  // the last record: the table is freed
   EXPECT_EQ(nullptr, table.getRef("b"));
-  EXPECT_EQ(1u, assertions_.size());
+  EXPECT_EQ(1u, assertions().size());
 
   EXPECT_FALSE(table.decRef("x"));
-  ASSERT_EQ(2u, assertions_.size());
-  EXPECT_EQ("bad id", assertions_[1]);
+  ASSERT_EQ(2u, assertions().size());
+  EXPECT_EQ("bad id", assertions()[1]);
 }
 
 TEST_F(SingletonTest, LongNamesAreCutAndNoLongerMatch) {
@@ -84,7 +56,7 @@ TEST_F(SingletonTest, LongNamesAreCutAndNoLongerMatch) {
   EXPECT_EQ(&v, table.getRef(longName.substr(0, 255).c_str()));
   EXPECT_FALSE(table.decRef(longName.substr(0, 255).c_str()));
   EXPECT_TRUE(table.decRef(longName.substr(0, 255).c_str()));
-  EXPECT_TRUE(assertions_.empty());
+  EXPECT_TRUE(assertions().empty());
 }
 
 TEST_F(SingletonTest, TableGrowthWithoutMemoryRegistersNothing) {

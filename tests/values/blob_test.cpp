@@ -17,6 +17,7 @@
 #include "kxbstartup.h"
 #include "startup/kxbconfigstore.h"
 #include "startup/kxbglobals.h"
+#include "support/assertions.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 #include "values/kxbblob_pageserver.h"
@@ -72,28 +73,9 @@ std::string readAll(KxbBlob& blob, size_t chunk) {
   return out;
 }
 
-std::vector<std::string>* g_assertions = nullptr;
-void recordAssertion(const char* message, const char* file, int, void*) {
-  if (g_assertions != nullptr && std::string(file) == "kxbblob_pageserver") {
-    g_assertions->push_back(message);
-  }
-}
-
 class BlobTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    static const bool registered = [] {
-      kxbRegisterAssertionHandler(recordAssertion, nullptr);
-      return true;
-    }();
-    (void)registered;
-    g_assertions = &assertions_;
-    // Library initialisation makes the singleton registry's mutex; these
-    // tests run without it.
-    if (kxbGlobals().singletonMutex == nullptr) {
-      kxbGlobals().singletonMutex = kxLockCreate(0, 0);
-      ownsMutex_ = true;
-    }
     ownsStore_ = kxbConfigOptionLock() == nullptr;
     ASSERT_TRUE(kxbCreateConfigOptionStore());
     options_ = kxbGetConfigOptions(KxbString(""));
@@ -109,11 +91,6 @@ class BlobTest : public ::testing::Test {
     // Every blob is gone: the server has stopped and removed its file.
     EXPECT_TRUE(dir_.names().empty());
     if (ownsStore_) kxbDestroyConfigOptionStore();
-    if (ownsMutex_) {
-      kxLockDestroy(kxbGlobals().singletonMutex);
-      kxbGlobals().singletonMutex = nullptr;
-    }
-    g_assertions = nullptr;
   }
 
   // Sets an option of the effective set; null removes it.
@@ -131,8 +108,8 @@ class BlobTest : public ::testing::Test {
 
   kxb_test::TempDir dir_;
   KxbConfigOptions* options_ = nullptr;
-  std::vector<std::string> assertions_;
-  bool ownsMutex_ = false;
+  kxb_test::AssertionRecorder raised_{"kxbblob_pageserver"};
+  kxb_test::SingletonRegistryScope registry_;
   bool ownsStore_ = false;
 };
 
@@ -561,7 +538,7 @@ TEST_F(BlobTest, InvalidPageIdsAreLoggedAndAsserted) {
     EXPECT_EQ(1, server->freeLists().memHead);
     EXPECT_EQ(2, server->freeLists().memTail);
   }
-  EXPECT_EQ(5u, assertions_.size());
+  EXPECT_EQ(5u, raised_.messages().size());
   ref.leave();
 }
 

@@ -1,6 +1,4 @@
 // KxbDatavar: raw transfer, building from text, truncation and comparison.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -8,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "kxbdatavar.h"
-#include "kxbstartup.h"
+#include "support/assertions.h"
 
 namespace {
 
@@ -27,27 +27,6 @@ KxbDatavar text(const char* s) {
   v.assign(s);
   return v;
 }
-
-// Collects the assertions of the variant's unit.
-std::vector<std::string>* g_assertions = nullptr;
-void recordAssertion(const char* message, const char* file, int, void*) {
-  if (g_assertions != nullptr && std::string(file) == "kxbdatavar") {
-    g_assertions->push_back(message);
-  }
-}
-class AssertionLog {
- public:
-  AssertionLog() {
-    static const bool registered = [] {
-      kxbRegisterAssertionHandler(recordAssertion, nullptr);
-      return true;
-    }();
-    (void)registered;
-    g_assertions = &messages;
-  }
-  ~AssertionLog() { g_assertions = nullptr; }
-  std::vector<std::string> messages;
-};
 
 TEST(DatavarRaw, RawSizesOfTheFixedTypes) {
   EXPECT_EQ(1u, KxbDatavar::getRawSizeReq(Boolean));
@@ -237,7 +216,7 @@ TEST(DatavarRaw, TruncateCutsWholeCharactersAndKeepsTheLimitAsCount) {
 }
 
 TEST(DatavarRaw, CompareOrdersValuesOfOneType) {
-  AssertionLog assertions;
+  kxb_test::AssertionRecorder assertions("kxbdatavar");
   const KxbDatavar none;
   EXPECT_EQ(0, none.compare(KxbDatavar()));
   EXPECT_LT(none.compare(text("")), 0);
@@ -268,13 +247,13 @@ TEST(DatavarRaw, CompareOrdersValuesOfOneType) {
   late.assign(KxbDate(2024, 3, 7, 9, 5, 1));
   EXPECT_EQ(-1, early.compare(late));
   EXPECT_EQ(1, late.compare(early));
-  EXPECT_TRUE(assertions.messages.empty());
+  EXPECT_TRUE(assertions.messages().empty());
 
   // Different types: an assertion, and -1 both ways.
   EXPECT_EQ(-1, text("1").compare(small));
   EXPECT_EQ(-1, small.compare(text("1")));
-  ASSERT_EQ(2u, assertions.messages.size());
-  EXPECT_EQ("compare type mismatch", assertions.messages[0]);
+  ASSERT_EQ(2u, assertions.messages().size());
+  EXPECT_EQ("compare type mismatch", assertions.messages()[0]);
 }
 
 TEST(DatavarRaw, LessOrdersContainers) {
