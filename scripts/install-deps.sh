@@ -4,9 +4,11 @@
 # or through sudo for a user.
 set -eu
 
+# libintelrdfpmath-dev and libboost-dev serve only the decimal comparison
+# benchmark (bench/decimal_compare_bench.cpp), which builds without them.
 PACKAGES="cmake ninja-build g++ pkg-config ccache clang libclang-rt-14-dev \
 libutf8proc-dev libspdlog-dev libfmt-dev googletest libgtest-dev \
-libbenchmark-dev libmimalloc-dev"
+libbenchmark-dev libmimalloc-dev libintelrdfpmath-dev libboost-dev"
 
 missing=""
 for p in $PACKAGES; do

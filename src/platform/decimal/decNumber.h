@@ -122,8 +122,9 @@ decNumber* decNumberMinus(decNumber* result, const decNumber* number,
                           decContext* context);
 decNumber* decNumberAbs(decNumber* result, const decNumber* number,
                         decContext* context);
-// Square root, correctly rounded with the context's rounding; the ideal
-// exponent is floor(exponent / 2).
+// Square root, correctly rounded to nearest with ties to even whatever the
+// context's rounding mode (the arithmetic defines the square root with that
+// rounding alone); the ideal exponent is floor(exponent / 2).
 decNumber* decNumberSquareRoot(decNumber* result, const decNumber* number,
                                decContext* context);
 // lhs rounded to the exponent of rhs.

@@ -146,6 +146,7 @@ decSext* decSextToIntegralValue(decSext* result, const decSext* value,
 // Rounded to an integer with the context's mode; raises Inexact/Rounded.
 decSext* decSextToIntegralExact(decSext* result, const decSext* value,
                                 decContext* context);
+// Rounds half-even whatever the context's mode (see decNumberSquareRoot).
 decSext* decSextSquareRoot(decSext* result, const decSext* value,
                            decContext* context);
 // -1, 0 or 1 numerically; NaN if either operand is a NaN.

@@ -80,6 +80,46 @@ inline uint64_t divBase(u128 t, uint64_t* rem) {
   return q1;
 }
 
+// Division of two-limb numbers by one fixed 64-bit divisor through its
+// precomputed reciprocal (the same method as divBase, for any divisor): one
+// 128-bit division to set up, then two multiplications per quotient.
+struct Divider {
+  uint64_t norm;     // the divisor shifted up to its top bit
+  uint64_t inverse;  // floor((2^128 - 1) / norm) - 2^64
+  int shift;
+
+  // The inverse is (2^128 - 1 - 2^64 * norm) / norm, whose high word ~norm
+  // is below norm: one 128-by-64 division.
+  explicit Divider(uint64_t d)
+      : norm(d << __builtin_clzll(d)), shift(__builtin_clzll(d)) {
+    uint64_t unused;
+    inverse = udiv128(~norm, ~0ull, norm, &unused);
+  }
+
+  // t / d and t % d for t < d * 2^64.
+  uint64_t divide(u128 t, uint64_t* rem) const {
+    const uint64_t hi = static_cast<uint64_t>(t >> 64);
+    const uint64_t lo = static_cast<uint64_t>(t);
+    const uint64_t u1 =
+        shift == 0 ? hi : (hi << shift) | (lo >> (64 - shift));
+    const uint64_t u0 = lo << shift;
+    u128 q = static_cast<u128>(inverse) * u1;
+    q += (static_cast<u128>(u1) << 64) | u0;
+    uint64_t q1 = static_cast<uint64_t>(q >> 64) + 1;
+    uint64_t r = u0 - q1 * norm;
+    if (r > static_cast<uint64_t>(q)) {
+      --q1;
+      r += norm;
+    }
+    if (r >= norm) {
+      ++q1;
+      r -= norm;
+    }
+    *rem = r >> shift;
+    return q1;
+  }
+};
+
 // t / kBase for any t (the quotient may need more than 64 bits).
 inline u128 divBaseWide(u128 t, uint64_t* rem) {
   uint64_t hi = static_cast<uint64_t>(t >> 64);
@@ -111,25 +151,43 @@ inline uint64_t divPow10(uint64_t v, int k, uint64_t* rem) {
   return q;
 }
 
+// Moves a's limbs down by `limbs` limbs and `rest` (1..17) digits into its
+// first n - limbs limbs, with constant divisors for each shift width.
+template <int K>
+void shiftLimbsRightBy(Big& a, int limbs) {
+  constexpr uint64_t kDiv = kPow10Const<K>();
+  constexpr uint64_t kMul = kPow10Const<kLimbDigits - K>();
+  const int nn = a.n - limbs;
+  uint64_t q = a.d[limbs] / kDiv;
+  for (int i = 0; i < nn; ++i) {
+    const uint64_t next = i + limbs + 1 < a.n ? a.d[i + limbs + 1] : 0;
+    a.d[i] = q + (next % kDiv) * kMul;
+    q = next / kDiv;
+  }
+}
+
+void shiftLimbsRight(Big& a, int limbs, int rest) {
+  switch (rest) {
+#define KXDEC_CASE(K)               \
+  case K:                           \
+    shiftLimbsRightBy<K>(a, limbs); \
+    break;
+    KXDEC_CASE(1) KXDEC_CASE(2) KXDEC_CASE(3) KXDEC_CASE(4) KXDEC_CASE(5)
+    KXDEC_CASE(6) KXDEC_CASE(7) KXDEC_CASE(8) KXDEC_CASE(9) KXDEC_CASE(10)
+    KXDEC_CASE(11) KXDEC_CASE(12) KXDEC_CASE(13) KXDEC_CASE(14)
+    KXDEC_CASE(15) KXDEC_CASE(16) KXDEC_CASE(17)
+#undef KXDEC_CASE
+    default:
+      assert(false);
+      break;
+  }
+}
+
 inline void trim(Big& a) {
   while (a.n > 0 && a.d[a.n - 1] == 0) --a.n;
 }
 
 }  // namespace
-
-int digitsOfU64(uint64_t v) {
-  if (v == 0) return 1;
-  // bits * log10(2) (1233 / 4096) is floor(log10(v)) or one more.
-  int bits = 64 - __builtin_clzll(v);
-  int t = (bits * 1233) >> 12;
-  if (t >= 19) return v >= 10000000000000000000ull ? 20 : 19;
-  return t + (v >= kPow10[t] ? 1 : 0);
-}
-
-int bigDigits(const Big& a) {
-  if (a.n == 0) return 0;
-  return (a.n - 1) * kLimbDigits + digitsOfU64(a.d[a.n - 1]);
-}
 
 void bigSetZero(Big& a) { a.n = 0; }
 
@@ -288,7 +346,12 @@ uint64_t bigDivSmall(Big& a, uint64_t v) {
   return rem;
 }
 
-void bigDivMod(Big& q, Big& r, const Big& a, const Big& b) {
+namespace {
+
+// Shared by bigDivMod and bigDivQuotient. With `exact_remainder` false, r
+// is left holding the remainder times the normalizing factor f, which is
+// zero exactly when the remainder is (and saves one division per limb).
+void divMod(Big& q, Big& r, const Big& a, const Big& b, bool exact_remainder) {
   assert(&q != &a && &q != &b && &r != &a && &r != &b && &q != &r);
   if (b.n <= 0) {  // callers never divide by zero; keep it defined anyway
     q.n = 0;
@@ -325,7 +388,17 @@ void bigDivMod(Big& q, Big& r, const Big& a, const Big& b) {
     vtop = v[i];
   }
   assert(carry == 0);
+  const Divider by_top(vtop);
   for (int j = m; j >= 0; --j) {
+    if (u[j + n] == 0) {
+      // A quotient digit of 0 when u[j .. j + n - 1] < v: nothing to do.
+      int i = n - 1;
+      while (i > 0 && u[j + i] == v[i]) --i;
+      if (u[j + i] < v[i]) {
+        q.d[j] = 0;
+        continue;
+      }
+    }
     // u[j + n] <= vtop; when equal the estimate is capped at kBase - 1.
     u128 num = static_cast<u128>(u[j + n]) * kBase + u[j + n - 1];
     u128 qhat, rhat;
@@ -333,9 +406,9 @@ void bigDivMod(Big& q, Big& r, const Big& a, const Big& b) {
       qhat = kBase - 1;
       rhat = num - qhat * vtop;
     } else {
+      // num < vtop * kBase < vtop * 2^64: the quotient fits 64 bits.
       uint64_t r64;
-      qhat = udiv128(static_cast<uint64_t>(num >> 64),
-                     static_cast<uint64_t>(num), vtop, &r64);
+      qhat = by_top.divide(num, &r64);
       rhat = r64;
     }
     while (qhat >= kBase || qhat * vnext > rhat * kBase + u[j + n - 2]) {
@@ -372,7 +445,19 @@ void bigDivMod(Big& q, Big& r, const Big& a, const Big& b) {
   for (int i = 0; i < n; ++i) r.d[i] = u[i];
   r.n = n;
   trim(r);
-  bigDivSmall(r, f);
+  if (exact_remainder) bigDivSmall(r, f);
+}
+
+}  // namespace
+
+void bigDivMod(Big& q, Big& r, const Big& a, const Big& b) {
+  divMod(q, r, a, b, true);
+}
+
+bool bigDivQuotient(Big& q, const Big& a, const Big& b) {
+  Big r;
+  divMod(q, r, a, b, false);
+  return r.n != 0;
 }
 
 void bigShiftLeft(Big& a, int64_t k) {
@@ -421,17 +506,7 @@ void bigShiftRight(Big& a, int64_t k, int* round_digit, bool* sticky) {
     if (rest == 0) {
       for (int i = 0; i < nn; ++i) a.d[i] = a.d[i + limbs];
     } else {
-      const uint64_t mul = kPow10[kLimbDigits - rest];
-      uint64_t low_rest;
-      uint64_t q = divPow10(a.d[limbs], rest, &low_rest);
-      for (int i = 0; i < nn; ++i) {
-        uint64_t next_q = 0, next_rest = 0;
-        if (i + limbs + 1 < a.n) {
-          next_q = divPow10(a.d[i + limbs + 1], rest, &next_rest);
-        }
-        a.d[i] = q + next_rest * mul;
-        q = next_q;
-      }
+      shiftLimbsRight(a, limbs, rest);
     }
     a.n = nn;
     trim(a);
@@ -473,9 +548,9 @@ void bigSqrt(Big& s, const Big& a) {
   Big x;
   bigFromU64(x, est);
   bigShiftLeft(x, shift / 2);
-  Big q, r, y;
+  Big q, y;
   for (;;) {
-    bigDivMod(q, r, a, x);
+    bigDivQuotient(q, a, x);
     bigAdd(y, x, q);
     bigDivSmall(y, 2);
     if (bigCmp(y, x) >= 0) break;

@@ -42,13 +42,24 @@ struct Big {
   }
 };
 
-// Decimal digits of v (1 for v == 0).
-int digitsOfU64(uint64_t v);
+// Decimal digits of v (1 for v == 0). Inline: every rounding step counts
+// digits several times.
+inline int digitsOfU64(uint64_t v) {
+  if (v == 0) return 1;
+  // bits * log10(2) (1233 / 4096) is floor(log10(v)) or one more.
+  int bits = 64 - __builtin_clzll(v);
+  int t = (bits * 1233) >> 12;
+  if (t >= 19) return v >= 10000000000000000000ull ? 20 : 19;
+  return t + (v >= kPow10[t] ? 1 : 0);
+}
 
 inline bool bigIsZero(const Big& a) { return a.n == 0; }
 
 // Decimal digits of a; 0 for zero.
-int bigDigits(const Big& a);
+inline int bigDigits(const Big& a) {
+  if (a.n == 0) return 0;
+  return (a.n - 1) * kLimbDigits + digitsOfU64(a.d[a.n - 1]);
+}
 
 void bigSetZero(Big& a);
 void bigFromU64(Big& a, uint64_t v);
@@ -74,6 +85,10 @@ uint64_t bigDivSmall(Big& a, uint64_t v);
 // q = a / b, r = a % b for b != 0; q and r must be distinct from a, b and
 // each other.
 void bigDivMod(Big& q, Big& r, const Big& a, const Big& b);
+// q = a / b for b != 0, q distinct from a and b; returns whether the
+// remainder is non-zero. Cheaper than bigDivMod when the remainder itself
+// is not needed.
+bool bigDivQuotient(Big& q, const Big& a, const Big& b);
 
 // a *= 10^k (k >= 0).
 void bigShiftLeft(Big& a, int64_t k);

@@ -147,17 +147,17 @@ decNumber* decNumberDivide(decNumber* r, const decNumber* a, const decNumber* b,
   int64_t k = p + b->digits - a->digits + 1;
   if (k < 0) k = 0;
   bigShiftLeft(A, k);
-  Big q, rem;
-  bigDivMod(q, rem, A, B);
+  Big q;
+  const bool inexact = bigDivQuotient(q, A, B);
   int64_t exp = ideal - k;
-  if (rem.n == 0 && exp < ideal) {
+  if (!inexact && exp < ideal) {
     // Exact: come as close to the ideal exponent as trailing zeros allow.
     int64_t z = bigTrailingZeros(q);
     if (z > ideal - exp) z = ideal - exp;
     bigShiftRight(q, z, nullptr, nullptr);
     exp += z;
   }
-  finish(r, neg, q, exp, rem.n != 0, set);
+  finish(r, neg, q, exp, inexact, set);
   return r;
 }
 

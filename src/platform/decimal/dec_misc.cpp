@@ -243,7 +243,13 @@ decNumber* decNumberSquareRoot(decNumber* r, const decNumber* a,
     bigShiftRight(root, z, nullptr, nullptr);
     exp += z;
   }
-  finish(r, false, root, exp, !exact, set);
+  // The square root always rounds half-even, whatever the context's
+  // rounding mode: the arithmetic defines it with that rounding alone.
+  decContext even = *set;
+  even.round = DEC_ROUND_HALF_EVEN;
+  even.status = 0;
+  finish(r, false, root, exp, !exact, &even);
+  set->status |= even.status;
   return r;
 }
 
