@@ -25,6 +25,7 @@ install(FILES ${CMAKE_BINARY_DIR}/kxbConfig.cmake
 # The .pc file finds the prefix relative to its own directory.
 file(RELATIVE_PATH KXB_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig"
      "/prefix")
+string(REGEX REPLACE "/$" "" KXB_PC_TO_PREFIX "${KXB_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kxb.pc.in ${CMAKE_BINARY_DIR}/kxb.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kxb.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
