@@ -1,5 +1,14 @@
 // Library initialisation and shutdown observed from outside: results, error
 // texts, log lines, handlers, and what exists afterwards.
+//
+// Process-wide state: every test here starts from a library that is down
+// (boot level 0, no pool: the fixture hands back the pool the test program
+// keeps, and gives it back afterwards) and ends with it down again, so the
+// tests run in any order within one program. What the library deliberately
+// never resets is accounted for: handlers stay registered for the process
+// (the ones registered here ignore calls once their test is over), and the
+// dependency library's loaded flag survives shutdown (no test depends on a
+// second load). Environment variables a test changes are put back.
 #include <cstdlib>
 #include <filesystem>
 #include <string>
