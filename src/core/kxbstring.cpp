@@ -120,7 +120,17 @@ int KxbString::byteOffset(int index) const {
   if (index >= chars) return total;
   if (chars == total) return index;  // pure ASCII
   const char* text = bytes();
-  return static_cast<int>(np_uchar_seek(text, index) - text);
+  const char* at = np_uchar_seek(text, index);
+  if (at != nullptr && at - text <= total) return static_cast<int>(at - text);
+  // A NUL byte inside the text (read from a file, say) stops the seek: walk
+  // the bytes themselves, a NUL counting as one character.
+  const char* p = text;
+  for (int i = 0; i < index && p < text + total; ++i) {
+    int size = 0;
+    np_uchar_toint(p, &size);
+    p += size > 0 ? size : 1;
+  }
+  return static_cast<int>(p - text);
 }
 
 // ---------------------------------------------------------------------------
@@ -219,6 +229,7 @@ void KxbString::setNull(bool wipe) {
 
 bool KxbString::doAppend(const char* text, int chars, int bytes) {
   if (text == nullptr) {
+    text = "";
     bytes = 0;
     chars = 0;
   } else if (bytes < 0) {
@@ -583,9 +594,8 @@ void KxbString::truncate(unsigned count) {
     setNull(false);
     return;
   }
-  int bytes = np_uchar_bufncopy(body_->buffer, body_->buffer,
-                                static_cast<int>(body_->capacity),
-                                static_cast<int>(count));
+  int bytes = byteOffset(static_cast<int>(count));
+  body_->buffer[bytes] = '\0';
   body_->byteLength = static_cast<uint32_t>(bytes);
   body_->charLength = count;
 }

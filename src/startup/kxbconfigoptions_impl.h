@@ -4,6 +4,9 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -36,11 +39,29 @@ class KxbConfigOptionsImpl final : public KxbConfigOptions {
   // Needs the lock held.
   bool expandLocked(const KxbString& text, KxbString* out) const;
   void setLastError(const KxbString& text);
+  // The position of `key` in entries_, or -1. Needs the lock held.
+  long findLocked(const KxbString& key) const;
+
+  // Hashing of keys folded to lower case, for the ASCII-key index.
+  struct FoldedHash {
+    using is_transparent = void;
+    size_t operator()(std::string_view text) const {
+      return std::hash<std::string_view>()(text);
+    }
+  };
 
   // Options in the order they were first set.
   std::vector<std::pair<KxbString, KxbString>> entries_;
-  // Key (case-insensitive) to its position in entries_.
+  // Key (case-insensitive) to its position in entries_: every key.
   std::map<KxbString, uint32_t, KxbStringLessInsensitive> index_;
+  // The keys made only of ASCII characters again, with A-Z lowered, to their
+  // position: for two ASCII keys that is exactly case-insensitive equality,
+  // so most lookups hash instead of walking index_ with Unicode comparisons.
+  // An ASCII key can still equal a non-ASCII one ("STRASSE" and "Straße"),
+  // so a miss here consults index_ while the set holds non-ASCII keys.
+  std::unordered_map<std::string, uint32_t, FoldedHash, std::equal_to<>>
+      asciiIndex_;
+  size_t nonAsciiKeys_ = 0;
   KxbString lastError_{"", true};
 };
 

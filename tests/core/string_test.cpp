@@ -358,3 +358,28 @@ TEST(StringUuid, FreshCanonicalIdentifiers) {
 }
 
 }  // namespace
+
+namespace {
+
+// Text read from files may hold NUL bytes among invalid ones; every piece
+// operation stays inside the text.
+TEST(StringBytes, EmbeddedNulAndInvalidBytesStayInBounds) {
+  KxbString s;
+  const char bytes[] = {'a', '\0', '\xAD', '=', 'b', 'c'};
+  ASSERT_TRUE(KxbStringAccess::appendBytes(s, bytes, sizeof bytes));
+  ASSERT_EQ(6, s.length());
+  ASSERT_EQ(7, s.cStrSize());
+  KxbString tail = s.mid(4);
+  EXPECT_STREQ("bc", tail.asCstr());
+  EXPECT_EQ(2, tail.length());
+  EXPECT_STREQ("c", s.right(1).asCstr());
+  EXPECT_EQ(3, s.find(KxbString("=", true)));
+  EXPECT_EQ(3, s.rfind(KxbString("=", true)));
+  KxbString cut = s;
+  cut.truncate(4);
+  EXPECT_EQ(4, cut.length());
+  EXPECT_EQ(5, cut.cStrSize());
+  EXPECT_EQ('=', cut.asCstr()[3]);
+}
+
+}  // namespace
