@@ -59,6 +59,18 @@ TEST_F(OptionsTest, KeysAreCaseInsensitiveAndKeepTheirFirstSpelling) {
   EXPECT_FALSE(found);
 }
 
+TEST_F(OptionsTest, AsciiAndNonAsciiSpellingsOfOneKeyMeet) {
+  // Case folding makes "Straße" and "STRASSE" one key, whichever is stored.
+  EXPECT_TRUE(set_->setOption(KxbString("Stra\xC3\x9F" "e"), KxbString("1")));
+  EXPECT_EQ("1", get("STRASSE", false));
+  EXPECT_TRUE(set_->setOption(KxbString("strasse"), KxbString("2")));
+  EXPECT_EQ((std::vector<std::string>{"Stra\xC3\x9F" "e=2"}), all());
+  set_->removeOption(KxbString("Stra\xC3\x9F" "e"));
+  EXPECT_EQ("<null>", get("strasse", false));
+  EXPECT_TRUE(set_->setOption(KxbString("STRASSE"), KxbString("3")));
+  EXPECT_EQ("3", get("stra\xC3\x9F" "e", false));
+}
+
 TEST_F(OptionsTest, MacrosExpandRecursivelyAndUnknownOnesFail) {
   set_->setOption(KxbString("A"), KxbString("x%%B%%y"));
   set_->setOption(KxbString("B"), KxbString("1%%C%%"));
