@@ -91,12 +91,12 @@ void Decoder::decodeUtf8(const unsigned char* p, size_t bytes,
   size_t i = 0;
   size_t runStart = 0;  // start of well-formed bytes not yet appended
   while (i < bytes) {
-    if (p[i] < 0x80) {
+    if (p[i] < 0x80 && p[i] != 0) {
       ++i;
       continue;
     }
     int32_t cp;
-    int n = kxb_utf8::Decode(p + i, bytes - i, &cp);
+    int n = p[i] == 0 ? -1 : kxb_utf8::Decode(p + i, bytes - i, &cp);
     if (n > 0) {
       i += static_cast<size_t>(n);
       continue;
@@ -148,7 +148,9 @@ void Decoder::decodeUtf16(const unsigned char* p, size_t bytes,
     } else if (unit >= 0xDC00 && unit <= 0xDFFF) {
       appendCodePoint(kReplacement, out);
     } else {
-      appendCodePoint(static_cast<int32_t>(unit), out);
+      appendCodePoint(unit == 0 && validate_ ? kReplacement
+                                             : static_cast<int32_t>(unit),
+                      out);
     }
   }
 }

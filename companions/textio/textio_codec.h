@@ -20,7 +20,8 @@ const char* byteOrderMark(int encoding, size_t* bytes);
 class Decoder {
  public:
   // `validate`: replace ill-formed UTF-8 by U+FFFD (UTF-16 input is always
-  // decoded that way).
+  // decoded that way), and NUL characters too: a line handed out is then
+  // always one C string, so a reader that writes it back loses nothing.
   Decoder(int encoding, bool validate)
       : encoding_(encoding), validate_(validate) {}
   // Appends the UTF-8 text of `data` to `out`; may throw std::bad_alloc.

@@ -168,6 +168,13 @@ TEST(TextFileRead, ValidUtf8OptionRepairsInputOtherwiseKeptAsIs) {
   dir.write("cut.txt", "x\xF0\x9F\x98");
   EXPECT_EQ((std::vector<Line>{{"x" + fffd, false}}),
             readFile(dir.path("cut.txt"), -1, KXB_TXT_VALID_UTF8));
+  // NUL bytes, in UTF-8 and in UTF-16: a repaired line is one C string.
+  dir.write("nul.txt", std::string("k\0=v\n", 5));
+  EXPECT_EQ((std::vector<Line>{{"k" + fffd + "=v", true}}),
+            readFile(dir.path("nul.txt"), -1, KXB_TXT_VALID_UTF8));
+  dir.write("nul16.txt", utf16(std::u16string(u"a\0b", 3), true));
+  EXPECT_EQ((std::vector<Line>{{"a" + fffd + "b", false}}),
+            readFile(dir.path("nul16.txt"), -1, KXB_TXT_VALID_UTF8));
 }
 
 TEST(TextFileRead, LinesOfAnyLengthAreReadWhole) {
