@@ -445,6 +445,45 @@ TEST(Uchar, IcompOrdersByFullCaseFolding) {
   EXPECT_GT(np_uchar_icomp("", nullptr), 0);
 }
 
+// ASCII texts compare eight bytes at a time: the result must match the order
+// of the lowered texts wherever the first difference or the end falls,
+// including the characters between 'Z' and 'a' and texts ending at a page
+// boundary.
+TEST(Uchar, IcompOfAsciiTextsMatchesTheLoweredOrder) {
+  std::mt19937 random(20261121);
+  const std::string alphabet = "aAzZ09_[`{@ mM";
+  auto lowered = [](std::string t) {
+    for (char& c : t) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+    }
+    return t;
+  };
+  auto sign = [](int v) { return (v > 0) - (v < 0); };
+  // A page-aligned buffer, so that texts can end right at its last byte.
+  std::vector<char> page(2 * 4096);
+  char* pageEnd = reinterpret_cast<char*>(
+      (reinterpret_cast<uintptr_t>(page.data()) + 4095) & ~uintptr_t{4095}) + 4096;
+  for (int i = 0; i < 5000; ++i) {
+    std::string a, b;
+    size_t length = random() % 40;
+    for (size_t k = 0; k < length; ++k) a += alphabet[random() % alphabet.size()];
+    b = a;
+    for (char& c : b) {
+      if (random() % 3 == 0 && c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    }
+    if (!b.empty() && random() % 2 == 0) {
+      b[random() % b.size()] = alphabet[random() % alphabet.size()];
+    }
+    if (random() % 4 == 0) b.resize(random() % (b.size() + 1));
+    int expected = sign(lowered(a).compare(lowered(b)));
+    ASSERT_EQ(expected, sign(np_uchar_icomp(a.c_str(), b.c_str())))
+        << "'" << a << "' vs '" << b << "'";
+    char* at = pageEnd - (b.size() + 1);
+    std::memcpy(at, b.c_str(), b.size() + 1);
+    ASSERT_EQ(expected, sign(np_uchar_icomp(a.c_str(), at)));
+  }
+}
+
 TEST(Uchar, BufncopyTakesWholeCharactersAndWorksInPlace) {
   const char* s = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";  // a é € 😀
   char buf[32];
