@@ -5,6 +5,7 @@
 
 #include "core/kxbstring_internal.h"
 #include "kxbstring.h"
+#include "support/comma_locale.h"
 
 namespace {
 
@@ -261,11 +262,9 @@ TEST(StringAssign, NumbersBytesAndWide) {
 }
 
 TEST(StringAssign, DoubleIgnoresCommaLocale) {
-  const char* old = std::setlocale(LC_NUMERIC, nullptr);
-  std::string saved = old != nullptr ? old : "C";
-  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr &&
-      std::setlocale(LC_NUMERIC, "fr_FR.UTF-8") == nullptr) {
-    GTEST_SKIP() << "no locale with a decimal comma is installed";
+  kxb_test::CommaLocale locale;
+  if (!kxb_test::CommaLocale::IsComma()) {
+    GTEST_SKIP() << "no locale with a decimal comma could be had";
   }
   KxbString s;
   EXPECT_STREQ("0.5", s.assign(0.5).asCstr());
@@ -273,7 +272,6 @@ TEST(StringAssign, DoubleIgnoresCommaLocale) {
   bool failed = true;
   EXPECT_DOUBLE_EQ(2.5, KxbString("2.5", true).asDouble(&failed));
   EXPECT_FALSE(failed);
-  std::setlocale(LC_NUMERIC, saved.c_str());
 }
 
 TEST(StringNumbers, ParseRangesAndFailures) {

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "kx_fault.h"
+#include "np_env.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -81,14 +82,14 @@ class ScratchCatalogue {
 class KxmsgTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    setenv("KAXEL_ERROR_LOCATION", repositoryCatalogue().c_str(), 1);
-    unsetenv("KAXEL_ERROR_LOCALE");
+    np_env_set("KAXEL_ERROR_LOCATION", repositoryCatalogue().c_str());
+    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
     kxmsg112_terminate();
   }
   void TearDown() override {
     kxFaultReset();
     kxmsg112_terminate();
-    unsetenv("KAXEL_ERROR_LOCALE");
+    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
   }
 };
 
@@ -135,7 +136,7 @@ TEST_F(KxmsgTest, FrenchLocaleFromSetLocaleOrEnvironment) {
   kxmsg112_terminate();
 
   // After the last terminate the environment decides again.
-  setenv("KAXEL_ERROR_LOCALE", "fr", 1);
+  np_env_set("KAXEL_ERROR_LOCALE", "fr");
   ASSERT_EQ(0, kxmsg112_initialize(nullptr));
   EXPECT_STREQ("fr", kxmsg112_get_locale());
   EXPECT_EQ("Mémoire insuffisante.", message(&found, "Base Services", 444));
@@ -161,7 +162,7 @@ TEST_F(KxmsgTest, UnknownOrInvalidLocaleIsRefusedAndTheCurrentOneKept) {
   // An unknown locale from the environment makes the open fail.
   kxmsg112_terminate();
   kxmsg112_terminate();
-  setenv("KAXEL_ERROR_LOCALE", "xx", 1);
+  np_env_set("KAXEL_ERROR_LOCALE", "xx");
   const char* error = nullptr;
   EXPECT_NE(0, kxmsg112_initialize(&error));
   ASSERT_NE(nullptr, error);
@@ -259,7 +260,7 @@ TEST_F(KxmsgTest, MalformedLinesAreSkippedWithAWarningAndTheRestIsUsable) {
       "1 Second text for one\n"
       "99999999999 too large\n"
       "  6 Indented %s\n");
-  setenv("KAXEL_ERROR_LOCATION", catalogue.location().c_str(), 1);
+  np_env_set("KAXEL_ERROR_LOCATION", catalogue.location().c_str());
   kxb_test::LogCapture capture;
   ASSERT_EQ(0, kxmsg112_initialize(nullptr));
 
@@ -286,7 +287,7 @@ TEST_F(KxmsgTest, MalformedLinesAreSkippedWithAWarningAndTheRestIsUsable) {
 }
 
 TEST_F(KxmsgTest, MissingLocationOrUnreadableFileFailsTheOpenWithItsReason) {
-  unsetenv("KAXEL_ERROR_LOCATION");
+  np_env_set("KAXEL_ERROR_LOCATION", nullptr);
   const char* error = nullptr;
   EXPECT_NE(0, kxmsg112_initialize(&error));
   ASSERT_NE(nullptr, error);
@@ -302,12 +303,12 @@ TEST_F(KxmsgTest, MissingLocationOrUnreadableFileFailsTheOpenWithItsReason) {
 
   // A location holding no catalogue for the locale.
   ScratchCatalogue empty;
-  setenv("KAXEL_ERROR_LOCATION", empty.location().c_str(), 1);
+  np_env_set("KAXEL_ERROR_LOCATION", empty.location().c_str());
   EXPECT_NE(0, kxmsg112_initialize(&error));
   EXPECT_NE(std::string::npos, std::string(error).find(empty.location() + "/en")) << error;
 
   // A file that exists but cannot be read.
-  setenv("KAXEL_ERROR_LOCATION", repositoryCatalogue().c_str(), 1);
+  np_env_set("KAXEL_ERROR_LOCATION", repositoryCatalogue().c_str());
   kxFaultArm(KX_FAULT_OPEN, 1);
   EXPECT_NE(0, kxmsg112_initialize(&error));
   EXPECT_NE(std::string::npos, std::string(error).find("base_services.msg")) << error;
@@ -331,7 +332,7 @@ TEST_F(KxmsgTest, CatalogueOpensLazilyAndStaysOpenWhileCounted) {
   ASSERT_EQ(0, kxmsg112_initialize(nullptr));
   ASSERT_EQ(0, kxmsg112_initialize(nullptr));
   // Files are read at open: later changes of the location do not matter.
-  unsetenv("KAXEL_ERROR_LOCATION");
+  np_env_set("KAXEL_ERROR_LOCATION", nullptr);
   kxmsg112_terminate();
   message(&found, "Base Services", 444);
   EXPECT_TRUE(found);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/comma_locale.h"
+
 #include <clocale>
 #include <cmath>
 #include <cstdint>
@@ -196,49 +198,9 @@ TEST(NumParse, Dtoa15gReportsATooSmallBuffer) {
   EXPECT_EQ(kxs_dtoa15g(0.25, buf, 0), -1);
 }
 
-// Sets LC_NUMERIC to a locale with "," as decimal point for the lifetime of
-// the object: an installed one if there is one, else one compiled from the
-// system's locale sources into a temporary directory (LOCPATH).
-class CommaLocale {
- public:
-  CommaLocale() {
-    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8",
-                             "de_DE", "fr_FR"}) {
-      if (setlocale(LC_NUMERIC, name) != nullptr && IsComma()) return;
-    }
-    namespace fs = std::filesystem;
-    std::error_code ec;
-    dir_ = fs::temp_directory_path(ec) /
-           ("kxb-numparse-" + std::to_string(std::random_device{}()));
-    if (ec || !fs::create_directories(dir_, ec)) {
-      dir_.clear();
-      return;
-    }
-    const std::string command = "localedef -i de_DE -f UTF-8 '" + dir_.string() +
-                                "/de_DE.UTF-8' >/dev/null 2>&1";
-    if (std::system(command.c_str()) == -1) return;
-    setenv("LOCPATH", dir_.c_str(), 1);
-    if (setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr || !IsComma()) {
-      setlocale(LC_NUMERIC, "C");
-    }
-  }
-  ~CommaLocale() {
-    setlocale(LC_NUMERIC, "C");
-    if (!dir_.empty()) {
-      unsetenv("LOCPATH");
-      std::error_code ec;
-      std::filesystem::remove_all(dir_, ec);
-    }
-  }
-  static bool IsComma() { return strcmp(localeconv()->decimal_point, ",") == 0; }
-
- private:
-  std::filesystem::path dir_;
-};
-
 TEST(NumParse, CommaDecimalLocaleChangesNeitherParsingNorPrinting) {
-  CommaLocale locale;
-  if (!CommaLocale::IsComma()) {
+  kxb_test::CommaLocale locale;
+  if (!kxb_test::CommaLocale::IsComma()) {
     GTEST_SKIP() << "no locale with a decimal comma installed, and localedef "
                     "could not build one";
   }

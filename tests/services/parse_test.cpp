@@ -11,6 +11,7 @@
 #include "kx_fault.h"
 #include "kxbmessage.h"
 #include "kxmsg.h"
+#include "np_env.h"
 
 namespace {
 
@@ -59,8 +60,8 @@ class KxbParseMessages : public ::testing::Test {
   void SetUp() override {
     const char* dir = std::getenv("KXB_SOURCE_DIR");
     const std::string source = dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    setenv("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str(), 1);
-    unsetenv("KAXEL_ERROR_LOCALE");
+    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
+    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
     kxmsg112_terminate();
   }
   void TearDown() override { kxmsg112_terminate(); }

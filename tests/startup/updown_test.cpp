@@ -20,6 +20,7 @@
 #include "kxbmempool.h"
 #include "kxbstartup.h"
 #include "kxlog.h"
+#include "np_env.h"
 #include "services/kxbtextio_loader.h"
 #include "startup/kxbconfigstore.h"
 #include "startup/kxbglobals.h"
@@ -225,15 +226,15 @@ TEST_F(UpDownTest, MessageLocationDefaultsFromTheHome) {
   const char* oldHome = std::getenv("KXEXEC_HOME");
   std::string savedHome = oldHome != nullptr ? oldHome : "";
 
-  setenv("KAXEL_ERROR_LOCATION", "/already/set", 1);
-  setenv("KXEXEC_HOME", home.path().c_str(), 1);
+  np_env_set("KAXEL_ERROR_LOCATION", "/already/set");
+  np_env_set("KXEXEC_HOME", home.path().c_str());
   const char* error = nullptr;
   ASSERT_EQ(0, kxbInitialize(hostPath().c_str(), &error)) << error;
   EXPECT_STREQ("/already/set", std::getenv("KAXEL_ERROR_LOCATION"));
   EXPECT_FALSE(kxbErrorLocationWasSet());
   kxbShutdown();
 
-  unsetenv("KAXEL_ERROR_LOCATION");
+  np_env_set("KAXEL_ERROR_LOCATION", nullptr);
   ASSERT_EQ(0, kxbInitialize(hostPath().c_str(), &error)) << error;
   EXPECT_EQ(home.path("share") + "/msg",
             std::string(std::getenv("KAXEL_ERROR_LOCATION")));
@@ -241,14 +242,14 @@ TEST_F(UpDownTest, MessageLocationDefaultsFromTheHome) {
   kxbShutdown();
 
   if (saved.empty()) {
-    unsetenv("KAXEL_ERROR_LOCATION");
+    np_env_set("KAXEL_ERROR_LOCATION", nullptr);
   } else {
-    setenv("KAXEL_ERROR_LOCATION", saved.c_str(), 1);
+    np_env_set("KAXEL_ERROR_LOCATION", saved.c_str());
   }
   if (savedHome.empty()) {
-    unsetenv("KXEXEC_HOME");
+    np_env_set("KXEXEC_HOME", nullptr);
   } else {
-    setenv("KXEXEC_HOME", savedHome.c_str(), 1);
+    np_env_set("KXEXEC_HOME", savedHome.c_str());
   }
 }
 

@@ -9,6 +9,7 @@
 #include "kxburi.h"
 #include "kxlog.h"
 #include "kxmsg.h"
+#include "np_env.h"
 #include "support/log_capture.h"
 #include "uri/uri_test_util.h"
 
@@ -65,8 +66,8 @@ class UriWorkTable : public ::testing::Test {
     const char* dir = std::getenv("KXB_SOURCE_DIR");
     const std::string source =
         dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    setenv("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str(), 1);
-    unsetenv("KAXEL_ERROR_LOCALE");
+    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
+    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
     kxmsg112_terminate();
   }
   void TearDown() override { kxmsg112_terminate(); }
