@@ -4,11 +4,14 @@
 # or through sudo for a user.
 set -eu
 
-# libintelrdfpmath-dev and libboost-dev serve only the decimal comparison
-# benchmark (bench/decimal_compare_bench.cpp), which builds without them.
+# The last line's packages are benchmark-only yardsticks, and the benchmarks
+# build without them: libintelrdfpmath-dev and libboost-dev for the decimal
+# arithmetic, liburiparser-dev and libglib2.0-dev (GUri) for URIs, libinih-dev
+# and libglib2.0-dev (GKeyFile) for configuration files.
 PACKAGES="cmake ninja-build g++ pkg-config ccache clang libclang-rt-14-dev \
 libutf8proc-dev libspdlog-dev libfmt-dev googletest libgtest-dev \
-libbenchmark-dev libmimalloc-dev libintelrdfpmath-dev libboost-dev"
+libbenchmark-dev libmimalloc-dev \
+libintelrdfpmath-dev libboost-dev liburiparser-dev libglib2.0-dev libinih-dev"
 
 missing=""
 for p in $PACKAGES; do

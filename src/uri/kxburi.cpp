@@ -1,11 +1,32 @@
 // The generic URI kind, the generic parser every kind builds on, the
 // factories that pick a kind, and native paths.
-#include <cstring>
+#include <string_view>
+#include <utility>
 
 #include "kxburi.h"
 #include "uri/kxburi_internal.h"
 
 namespace kxburi {
+
+namespace {
+
+// *out = the scheme `bytes`; the common ones are taken from literals, which
+// costs no allocation.
+bool setScheme(std::string_view bytes, KxbString* out) {
+  static const KxbString kCommon[] = {
+      literal("http"), literal("https"), literal("file"),   literal("ftp"),
+      literal("kxd"),  literal("kxf"),   literal("kxr"),    literal("kxwt"),
+      literal("hadoop"), literal("rqsref")};
+  for (const KxbString& common : kCommon) {
+    if (bytes == bytesOf(common)) {
+      *out = common;
+      return true;
+    }
+  }
+  return setSpan(out, bytes);
+}
+
+}  // namespace
 
 bool parseGeneric(const KxbString& text, UriParts* parts) {
   *parts = UriParts();
@@ -16,7 +37,7 @@ bool parseGeneric(const KxbString& text, UriParts* parts) {
   bool ok = true;
 
   const size_t colon = u.find(':');
-  if (colon != npos && colon > 0) ok &= setSpan(&parts->scheme, u.substr(0, colon));
+  if (colon != npos && colon > 0) ok &= setScheme(u.substr(0, colon), &parts->scheme);
 
   // The authority starts after the first "//" behind the ":" and runs to the
   // next "/"; without both there is nothing more to find.
@@ -47,7 +68,13 @@ bool parseGeneric(const KxbString& text, UriParts* parts) {
     const std::string_view raw = u.substr(question + 1, queryEnd - question - 1);
     if (!raw.empty() || hash == npos) {
       ok &= unescapeOrRaw(raw, &parts->query);
-      ok &= setSpan(&parts->rawQuery, raw);
+      // Unescaping only ever shortens a text, so a query of the same size
+      // is the raw text itself and can share its body.
+      if (bytesOf(parts->query).size() == raw.size()) {
+        parts->rawQuery = parts->query;
+      } else {
+        ok &= setSpan(&parts->rawQuery, raw);
+      }
     }
     pathEnd = question;
   }
@@ -63,13 +90,13 @@ bool buildPlainForm(const KxbString& scheme, const KxbString& host,
                     const KxbString& path, KxbString* out) {
   const bool hasScheme = !isEmpty(scheme);
   const bool hasHost = !isEmpty(host);
+  const std::string_view p = bytesOf(path);
   if (hasScheme && hasHost) {
-    return format(out, "%s://%s/%s", scheme.asCstr(), host.asCstr(),
-                  path.asCstr());
+    return concat(out, {bytesOf(scheme), "://", bytesOf(host), "/", p});
   }
-  if (hasScheme) return format(out, "%s:///%s", scheme.asCstr(), path.asCstr());
-  if (hasHost) return format(out, "//%s/%s", host.asCstr(), path.asCstr());
-  return format(out, "/%s", path.asCstr());
+  if (hasScheme) return concat(out, {bytesOf(scheme), ":///", p});
+  if (hasHost) return concat(out, {"//", bytesOf(host), "/", p});
+  return concat(out, {"/", p});
 }
 
 bool lastSegment(const KxbString& path, KxbString* name) {
@@ -125,7 +152,7 @@ class KxURIImpl : public kxburi::KxURIFields<KxURI> {
   bool parse(const KxbString& text) {
     kxburi::UriParts parts;
     if (!kxburi::parseGeneric(text, &parts)) return false;
-    takeParts(parts);
+    takeParts(std::move(parts));
     return true;
   }
 
@@ -156,22 +183,24 @@ class KxURIImpl : public kxburi::KxURIFields<KxURI> {
   }
 
   KxbString getEscapedURIString() override {
-    KxbString path;
-    KxbString query;
-    KxbString fragment;
+    // The plain form with the path escaped, then "?query" and "#fragment"
+    // when non-empty, written in one piece.
+    const bool hasScheme = !isEmpty(scheme_);
+    const bool hasHost = !isEmpty(host_);
+    const std::string_view q = bytesOf(query_);
+    const std::string_view f = bytesOf(fragment_);
     KxbString out;
-    if (!kxburi::escapeOrRaw(path_, " ?#", &path) ||
-        !kxburi::escapeOrRaw(query_, " ?", &query) ||
-        !kxburi::escapeOrRaw(fragment_, " #", &fragment) ||
-        !kxburi::buildPlainForm(scheme_, host_, path, &out)) {
-      return KxbString();
-    }
-    if (!isEmpty(query) &&
-        !(kxburi::append(&out, "?") && kxburi::append(&out, query))) {
-      return KxbString();
-    }
-    if (!isEmpty(fragment) &&
-        !(kxburi::append(&out, "#") && kxburi::append(&out, fragment))) {
+    if (!kxburi::concatEscaped(
+            &out, {{hasScheme ? bytesOf(scheme_) : ""},
+                   {hasScheme ? (hasHost ? "://" : ":///")
+                              : (hasHost ? "//" : "/")},
+                   {hasHost ? bytesOf(host_) : ""},
+                   {hasHost ? "/" : ""},
+                   {bytesOf(path_), " ?#"},
+                   {q.empty() ? "" : "?"},
+                   {q, " ?"},
+                   {f.empty() ? "" : "#"},
+                   {f, " #"}})) {
       return KxbString();
     }
     return out;
@@ -187,10 +216,6 @@ class KxURIImpl : public kxburi::KxURIFields<KxURI> {
 };
 
 namespace {
-
-bool startsWith(std::string_view text, const char* prefix) {
-  return text.substr(0, std::strlen(prefix)) == prefix;
-}
 
 // A path that begins with a drive letter ("C:", "C:/..."), which has no
 // POSIX counterpart.
@@ -209,14 +234,14 @@ KxURI* getURIFromURIString(const KxbString& text) {
   if (u.empty()) return nullptr;
   const size_t separator = u.find("://");
   if (separator == std::string_view::npos || separator < 1) return nullptr;
-  // Case-sensitive prefix tests, in this order.
-  if (startsWith(u, "kxr://")) return kxburi::newReposURIFromText(text);
-  if (startsWith(u, "kxd://") || startsWith(u, "kxf://")) {
-    return kxburi::newDataURIFromText(text);
-  }
-  if (startsWith(u, "kxwt://")) return kxburi::newWorkTableURIFromText(text);
-  if (startsWith(u, "hadoop://")) return kxburi::newHadoopURIFromText(text);
-  if (startsWith(u, "rqsref://")) return kxburi::newRQSRefURIFromText(text);
+  // The kind is chosen by the text before the first "://", compared
+  // case-sensitively: the same as testing the prefixes "kxr://" and so on.
+  const std::string_view scheme = u.substr(0, separator);
+  if (scheme == "kxr") return kxburi::newReposURIFromText(text);
+  if (scheme == "kxd" || scheme == "kxf") return kxburi::newDataURIFromText(text);
+  if (scheme == "kxwt") return kxburi::newWorkTableURIFromText(text);
+  if (scheme == "hadoop") return kxburi::newHadoopURIFromText(text);
+  if (scheme == "rqsref") return kxburi::newRQSRefURIFromText(text);
   KxURIImpl* uri = kxburi::poolNew<KxURIImpl>();
   if (uri == nullptr) return nullptr;
   if (!uri->parse(text)) {

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -49,6 +50,22 @@ EscapeResult escapeBytes(std::string_view text, const char* set,
 // *out = `text` escaped with the NUL-terminated `set`; the raw text when it
 // is not valid UTF-8; `text` itself when empty.
 bool escapeOrRaw(const KxbString& text, const char* set, KxbString* out);
+
+// *out = the pieces joined, written with one allocation. False when memory
+// ran out (*out is then null).
+bool concat(KxbString* out, std::initializer_list<std::string_view> pieces);
+
+// A piece of text for concatEscaped: the bytes, and the one-byte characters
+// to escape in them (null: written as they are). An escaped piece follows
+// escapeOrRaw: its non-ASCII characters and the listed bytes become %XX,
+// unless it is not valid UTF-8, which is written raw.
+struct TextPiece {
+  std::string_view bytes;
+  const char* escapeSet = nullptr;
+};
+// *out = the pieces joined, each escaped as it says, with one allocation.
+// False when memory ran out (*out is then null).
+bool concatEscaped(KxbString* out, std::initializer_list<TextPiece> pieces);
 
 // Bytes the library formatter makes of `format` and the arguments.
 size_t formattedBytes(const char* format, ...);
@@ -140,6 +157,14 @@ class KxURIFields : public Interface {
   ~KxURIFields() override = default;
 
   // Takes the generic parser's findings.
+  void takeParts(UriParts&& parts) {
+    uriText_ = std::move(parts.text);
+    scheme_ = std::move(parts.scheme);
+    host_ = std::move(parts.host);
+    path_ = std::move(parts.path);
+    query_ = std::move(parts.query);
+    fragment_ = std::move(parts.fragment);
+  }
   void takeParts(const UriParts& parts) {
     uriText_ = parts.text;
     scheme_ = parts.scheme;

@@ -1,6 +1,7 @@
 // Percent-escaping, slash conversion and the byte-span helpers of the URI
 // units.
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 
 #include "core/kxbstring_internal.h"
@@ -45,6 +46,18 @@ class ChunkWriter {
     chunk_[used_++] = c;
     return true;
   }
+  // Appends `bytes` bytes at once.
+  bool putBytes(const char* text, size_t bytes) {
+    if (bytes > sizeof chunk_ - used_) {
+      if (!flush()) return false;
+      if (bytes > sizeof chunk_) {
+        return KxbStringAccess::appendBytes(*out_, text, static_cast<int>(bytes));
+      }
+    }
+    std::memcpy(chunk_ + used_, text, bytes);
+    used_ += bytes;
+    return true;
+  }
   bool flush() {
     if (used_ == 0) return true;
     bool ok = KxbStringAccess::appendBytes(*out_, chunk_, static_cast<int>(used_));
@@ -56,6 +69,24 @@ class ChunkWriter {
   KxbString* out_;
   char chunk_[256];
   size_t used_ = 0;
+};
+
+// Which one-byte characters to escape: the first `count` bytes of `set`
+// (none when `set` is null or count <= 0), up to a NUL, which no text holds.
+class EscapeSet {
+ public:
+  EscapeSet() = default;
+  EscapeSet(const char* set, int64_t count) {
+    if (set == nullptr) return;
+    for (int64_t k = 0; k < count && set[k] != '\0'; ++k) {
+      const unsigned char c = static_cast<unsigned char>(set[k]);
+      bits_[c >> 6] |= uint64_t{1} << (c & 63);
+    }
+  }
+  bool has(unsigned char c) const { return (bits_[c >> 6] >> (c & 63)) & 1; }
+
+ private:
+  uint64_t bits_[4] = {0, 0, 0, 0};
 };
 
 bool putEscaped(ChunkWriter* writer, unsigned char c) {
@@ -88,7 +119,8 @@ bool convertSlashes(const KxbString& in, KxbString* out, char from, char to) {
 bool setSpan(KxbString* out, std::string_view bytes) {
   out->setNull();
   if (bytes.empty()) {
-    *out = literal("");
+    static const KxbString kEmpty = literal("");
+    *out = kEmpty;
     return true;
   }
   return KxbStringAccess::appendBytes(*out, bytes.data(),
@@ -97,10 +129,9 @@ bool setSpan(KxbString* out, std::string_view bytes) {
 
 bool unescapeBytes(std::string_view text, KxbString* out) {
   out->setNull();
-  if (text.empty()) {
-    *out = literal("");
-    return true;
-  }
+  if (text.empty()) return setSpan(out, text);
+  // Most spans hold no escape at all: take them as they stand.
+  if (text.find('%') == std::string_view::npos) return setSpan(out, text);
   char local[kLocalDecodeBytes + 1];
   char* buffer = local;
   if (text.size() > kLocalDecodeBytes) {
@@ -147,33 +178,36 @@ bool unescapeOrRaw(std::string_view bytes, KxbString* out) {
 
 EscapeResult escapeBytes(std::string_view text, const char* set,
                          int64_t count, KxbString* out) {
-  const size_t setBytes =
-      (set == nullptr || count <= 0) ? 0 : static_cast<size_t>(count);
+  const EscapeSet escapeSet(set, count);
   ChunkWriter writer(out);
   size_t i = 0;
+  size_t run = 0;  // start of the bytes not yet written, all kept as they are
   while (i < text.size()) {
+    const unsigned char first = static_cast<unsigned char>(text[i]);
     // ASCII is always one whole character: no need to decode it.
+    if (first < 0x80 && !escapeSet.has(first)) {
+      ++i;
+      continue;
+    }
+    if (!writer.putBytes(text.data() + run, i - run)) return EscapeResult::kNoMemory;
     int size = 1;
-    const int code = static_cast<unsigned char>(text[i]) < 0x80
-                         ? text[i]
-                         : np_uchar_toint(text.data() + i, &size);
+    const int code = first < 0x80 ? first : np_uchar_toint(text.data() + i, &size);
     if (code < 0 || size < 1) {
       return writer.flush() ? EscapeResult::kInvalid : EscapeResult::kNoMemory;
     }
-    const unsigned char first = static_cast<unsigned char>(text[i]);
     bool ok = true;
     if (size >= 2) {
       for (int k = 0; k < size && ok; ++k) {
         ok = putEscaped(&writer, static_cast<unsigned char>(text[i + k]));
       }
-    } else if (setBytes > 0 && std::memchr(set, first, setBytes) != nullptr) {
-      ok = putEscaped(&writer, first);
     } else {
-      ok = writer.put(static_cast<char>(first));
+      ok = putEscaped(&writer, first);
     }
     if (!ok) return EscapeResult::kNoMemory;
     i += static_cast<size_t>(size);
+    run = i;
   }
+  if (!writer.putBytes(text.data() + run, i - run)) return EscapeResult::kNoMemory;
   return writer.flush() ? EscapeResult::kOk : EscapeResult::kNoMemory;
 }
 
@@ -182,9 +216,23 @@ bool escapeOrRaw(const KxbString& text, const char* set, KxbString* out) {
     *out = text;
     return true;
   }
+  // A text with nothing to escape is shared rather than copied.
+  const int64_t count = static_cast<int64_t>(std::strlen(set));
+  const EscapeSet escapeSet(set, count);
+  bool needed = false;
+  for (char c : bytesOf(text)) {
+    const unsigned char u = static_cast<unsigned char>(c);
+    if (u >= 0x80 || escapeSet.has(u)) {
+      needed = true;
+      break;
+    }
+  }
+  if (!needed) {
+    *out = text;
+    return true;
+  }
   KxbString escaped;
-  switch (escapeBytes(bytesOf(text), set, static_cast<int64_t>(std::strlen(set)),
-                      &escaped)) {
+  switch (escapeBytes(bytesOf(text), set, count, &escaped)) {
     case EscapeResult::kOk:
       *out = escaped;
       return true;
@@ -196,6 +244,118 @@ bool escapeOrRaw(const KxbString& text, const char* set, KxbString* out) {
   }
   out->setNull();
   return false;
+}
+
+bool concat(KxbString* out, std::initializer_list<std::string_view> pieces) {
+  size_t total = 0;
+  for (std::string_view piece : pieces) total += piece.size();
+  char local[kLocalDecodeBytes];
+  char* buffer = local;
+  if (total > sizeof local) {
+    void* block = nullptr;
+    if (!KxbMemPool::getBytes(static_cast<unsigned>(total), &block)) {
+      out->setNull();
+      return false;
+    }
+    buffer = static_cast<char*>(block);
+  }
+  size_t at = 0;
+  for (std::string_view piece : pieces) {
+    if (!piece.empty()) std::memcpy(buffer + at, piece.data(), piece.size());
+    at += piece.size();
+  }
+  const bool ok = setSpan(out, std::string_view(buffer, total));
+  if (buffer != local) KxbMemPool::freeBytes(buffer);
+  if (!ok) out->setNull();
+  return ok;
+}
+
+namespace {
+
+// Bytes `text` takes when escaped with `set`, or SIZE_MAX when it is not
+// valid UTF-8 (and so is written raw).
+size_t escapedSize(std::string_view text, const EscapeSet& set) {
+  size_t total = text.size();
+  size_t i = 0;
+  while (i < text.size()) {
+    const unsigned char first = static_cast<unsigned char>(text[i]);
+    if (first < 0x80) {
+      if (set.has(first)) total += 2;
+      ++i;
+      continue;
+    }
+    int size = 1;
+    if (np_uchar_toint(text.data() + i, &size) < 0 || size < 1) return SIZE_MAX;
+    total += 2 * static_cast<size_t>(size);
+    i += static_cast<size_t>(size);
+  }
+  return total;
+}
+
+// Writes the valid UTF-8 `text` escaped with `set` at `to`; returns the end.
+char* writeEscaped(std::string_view text, const EscapeSet& set, char* to) {
+  for (char c : text) {
+    const unsigned char u = static_cast<unsigned char>(c);
+    if (u >= 0x80 || set.has(u)) {
+      *to++ = '%';
+      *to++ = kHexDigits[u >> 4];
+      *to++ = kHexDigits[u & 0x0F];
+    } else {
+      *to++ = c;
+    }
+  }
+  return to;
+}
+
+}  // namespace
+
+bool concatEscaped(KxbString* out, std::initializer_list<TextPiece> pieces) {
+  constexpr size_t kMaxPieces = 16;
+  if (pieces.size() > kMaxPieces) {
+    out->setNull();
+    return false;
+  }
+  // Per piece: its escape set and the bytes it takes; a piece whose size is
+  // its own is copied as it stands.
+  EscapeSet sets[kMaxPieces];
+  size_t sizes[kMaxPieces];
+  size_t total = 0;
+  size_t k = 0;
+  for (const TextPiece& piece : pieces) {
+    sizes[k] = piece.bytes.size();
+    if (piece.escapeSet != nullptr && !piece.bytes.empty()) {
+      sets[k] = EscapeSet(piece.escapeSet,
+                          static_cast<int64_t>(std::strlen(piece.escapeSet)));
+      const size_t escaped = escapedSize(piece.bytes, sets[k]);
+      if (escaped != SIZE_MAX) sizes[k] = escaped;
+    }
+    total += sizes[k++];
+  }
+  char local[kLocalDecodeBytes];
+  char* buffer = local;
+  if (total > sizeof local) {
+    void* block = nullptr;
+    if (!KxbMemPool::getBytes(static_cast<unsigned>(total), &block)) {
+      out->setNull();
+      return false;
+    }
+    buffer = static_cast<char*>(block);
+  }
+  char* at = buffer;
+  k = 0;
+  for (const TextPiece& piece : pieces) {
+    if (sizes[k] == piece.bytes.size()) {
+      if (!piece.bytes.empty()) std::memcpy(at, piece.bytes.data(), piece.bytes.size());
+      at += piece.bytes.size();
+    } else {
+      at = writeEscaped(piece.bytes, sets[k], at);
+    }
+    ++k;
+  }
+  const bool ok = setSpan(out, std::string_view(buffer, total));
+  if (buffer != local) KxbMemPool::freeBytes(buffer);
+  if (!ok) out->setNull();
+  return ok;
 }
 
 size_t formattedBytes(const char* pattern, ...) {
