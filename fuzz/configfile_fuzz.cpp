@@ -16,16 +16,10 @@
 
 #include "../bench/library_setup.h"
 #include "kxbconfigfile.h"
+#include "fuzz_util.h"
 
 namespace {
 
-#define CHECK(cond)                                                             \
-  do {                                                                          \
-    if (!(cond)) {                                                              \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      abort();                                                                  \
-    }                                                                           \
-  } while (0)
 
 struct Entry {
   std::string key, value, comment;

@@ -18,16 +18,10 @@
 
 #include "../bench/library_setup.h"
 #include "kxbconfigoptions.h"
+#include "fuzz_util.h"
 
 namespace {
 
-#define CHECK(cond)                                                             \
-  do {                                                                          \
-    if (!(cond)) {                                                              \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      abort();                                                                  \
-    }                                                                           \
-  } while (0)
 
 constexpr int kMaxSteps = 64;
 constexpr size_t kMaxLength = 1 << 16;

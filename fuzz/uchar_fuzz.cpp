@@ -11,16 +11,10 @@
 #include <vector>
 
 #include "np_uchar.h"
+#include "fuzz_util.h"
 
 namespace {
 
-#define CHECK(cond)                                                         \
-  do {                                                                      \
-    if (!(cond)) {                                                          \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      abort();                                                              \
-    }                                                                       \
-  } while (0)
 
 constexpr unsigned kUtf8 = NP_CP_UTF8;
 

@@ -14,28 +14,13 @@
 #include "kxburi.h"
 #include "kxlog.h"
 #include "np_uchar.h"
+#include "fuzz_util.h"
 
 namespace {
 
-#define CHECK(cond)                                                             \
-  do {                                                                          \
-    if (!(cond)) {                                                              \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      abort();                                                                  \
-    }                                                                           \
-  } while (0)
+using kxb_fuzz::bytesOf;
+using kxb_fuzz::isValidUtf8;
 
-std::string_view bytesOf(const KxbString& s) {
-  return std::string_view(s.asCstr(), static_cast<size_t>(s.cStrSize() - 1));
-}
-
-bool isValidUtf8(const char* text) {
-  int size = 0;
-  for (const char* p = text; *p != '\0'; p += size) {
-    if (np_uchar_toint(p, &size) < 0 || size < 1) return false;
-  }
-  return true;
-}
 
 // Every accessor once; strings must be non-null (memory does not run out).
 void touch(KxURI* uri) {

@@ -19,20 +19,13 @@
 #include "kxbmempool.h"
 #include "kxburi.h"
 #include "kxlog.h"
+#include "fuzz_util.h"
 
 namespace {
 
-#define CHECK(cond)                                                             \
-  do {                                                                          \
-    if (!(cond)) {                                                              \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      abort();                                                                  \
-    }                                                                           \
-  } while (0)
+using kxb_fuzz::bytesOf;
+using kxb_fuzz::isValidUtf8;
 
-std::string_view bytesOf(const KxbString& s) {
-  return std::string_view(s.asCstr(), static_cast<size_t>(s.cStrSize() - 1));
-}
 
 void touch(KxWorkTableURI* table) {
   CHECK(table->getScheme().compare("kxwt") == 0);
