@@ -279,12 +279,13 @@ bool KxbString::doAppend(const char* text, int chars, int bytes) {
     body->buffer[total] = '\0';
   }
 
-  if (chars < 0) {
-    body->charLength =
-        joinsSequence
-            ? static_cast<uint32_t>(np_uchar_nlength(body->buffer, total))
-            : body->charLength + static_cast<uint32_t>(np_uchar_nlength(
-                                     body->buffer + body->byteLength, bytes));
+  if (joinsSequence) {
+    // Bytes of a character cut at the old end may be completed by the new
+    // ones: whatever count came with the text, count the whole again.
+    body->charLength = static_cast<uint32_t>(np_uchar_nlength(body->buffer, total));
+  } else if (chars < 0) {
+    body->charLength += static_cast<uint32_t>(
+        np_uchar_nlength(body->buffer + body->byteLength, bytes));
   } else {
     body->charLength += static_cast<uint32_t>(chars);
   }

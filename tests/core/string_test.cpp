@@ -124,6 +124,11 @@ TEST(StringAppend, CharacterCountSurvivesSplitSequences) {
   EXPECT_EQ(1, s.length());
   s.append("x");
   EXPECT_EQ(2, s.length());
+  // Also when the appended string brings its own count: "\xBA" alone is one
+  // invalid character, but completes "\xDE" into U+07BA.
+  KxbString lead("I\xDE", false);
+  lead.append(KxbString("\xBA", false));
+  EXPECT_EQ(2, lead.length());
 }
 
 TEST(StringCompare, NullOrderingAndCase) {
