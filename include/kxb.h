@@ -3,18 +3,28 @@
 #ifndef KXB_INCLUDE_KXB_H_
 #define KXB_INCLUDE_KXB_H_
 
+#include "kxbblob.h"
 #include "kxbconfigfile.h"
 #include "kxbconfigoptions.h"
+#include "kxbdatauri.h"
+#include "kxbdatavar.h"
 #include "kxbdate.h"
 #include "kxbdeps.h"
+#include "kxbhadoopuri.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"
+#include "kxbparse.h"
 #include "kxbpath.h"
 #include "kxbprofiler.h"
 #include "kxbreal.h"
+#include "kxbreposuri.h"
 #include "kxbsingleton.h"
 #include "kxbstartup.h"
 #include "kxbstring.h"
 #include "kxbtxtfile.h"
+#include "kxburi.h"
+#include "kxburibase.h"
+#include "kxburiquery.h"
+#include "kxbwturi.h"
 
 #endif  // KXB_INCLUDE_KXB_H_
