@@ -20,33 +20,52 @@ inline bool isContinuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
-// Byte position of the first match of `needle` in `hay` at or after byte
-// `from` that starts on a character boundary, or npos.
-size_t findAligned(std::string_view hay, std::string_view needle, size_t from) {
-  size_t pos = hay.find(needle, from);
-  // A needle beginning with a continuation byte could match inside a
-  // character; such a match does not count.
-  while (pos != std::string_view::npos && isContinuation(needle[0]) &&
-         pos > 0) {
-    const char* base = hay.data();
-    const char* at = base + pos;
-    // Walk from a safe point (at most 3 bytes back) to see whether `at` is a
-    // character start.
-    const char* p = at;
-    int back = 0;
-    while (p > base && back < 3 && isContinuation(*p)) {
-      --p;
-      ++back;
-    }
-    while (p < at) {
-      int size = 0;
-      np_uchar_toint(p, &size);
-      p += size > 0 ? size : 1;
-    }
-    if (p == at) break;
-    pos = hay.find(needle, pos + 1);
+// True when byte `pos` of `hay` starts a character (walking from a safe
+// point at most three bytes back).
+bool startsCharacter(std::string_view hay, size_t pos) {
+  const char* base = hay.data();
+  const char* at = base + pos;
+  const char* p = at;
+  int back = 0;
+  while (p > base && back < 3 && isContinuation(*p)) {
+    --p;
+    ++back;
   }
-  return pos;
+  while (p < at) {
+    int size = 0;
+    np_uchar_toint(p, &size);
+    p += size > 0 ? size : 1;
+  }
+  return p == at;
+}
+
+// True when the `length` bytes from the character start `pos` end on a
+// character boundary of `hay` (a match must not end inside a character).
+bool endsCharacter(std::string_view hay, size_t pos, size_t length) {
+  const char* p = hay.data() + pos;
+  const char* end = p + length;
+  while (p < end) {
+    int size = 0;
+    np_uchar_toint(p, &size);
+    p += size > 0 ? size : 1;
+  }
+  return p == end;
+}
+
+// Byte position of the first match of `needle` in `hay` at or after byte
+// `from` that is whole characters of `hay`, or npos. Only a needle that
+// begins with a continuation byte or ends with a non-ASCII byte can match
+// across character boundaries, so only those are checked.
+size_t findAligned(std::string_view hay, std::string_view needle, size_t from) {
+  const bool checkStart = isContinuation(needle.front());
+  const bool checkEnd = static_cast<unsigned char>(needle.back()) >= 0x80;
+  for (size_t pos = hay.find(needle, from); pos != std::string_view::npos;
+       pos = hay.find(needle, pos + 1)) {
+    if (checkStart && pos > 0 && !startsCharacter(hay, pos)) continue;
+    if (checkEnd && !endsCharacter(hay, pos, needle.size())) continue;
+    return pos;
+  }
+  return std::string_view::npos;
 }
 
 }  // namespace
@@ -95,7 +114,9 @@ int KxbString::rfind(const KxbString& needle) const {
   std::string_view hay(bytes(), static_cast<size_t>(byteLength()));
   std::string_view what(needle.bytes(), static_cast<size_t>(needle.byteLength()));
   size_t pos = hay.rfind(what);
-  if (pos != std::string_view::npos && isContinuation(what[0])) {
+  if (pos != std::string_view::npos &&
+      (isContinuation(what.front()) ||
+       static_cast<unsigned char>(what.back()) >= 0x80)) {
     // Rare: fall back to walking the aligned matches forwards.
     size_t last = std::string_view::npos;
     for (size_t p = findAligned(hay, what, 0); p != std::string_view::npos;

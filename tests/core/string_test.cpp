@@ -173,6 +173,12 @@ TEST(StringSearch, FindAndRfindInCharacters) {
   // character.
   EXPECT_EQ(-1, mixed.find(KxbString("\xA9", true)));
   EXPECT_EQ(1, KxbString("a\xA9", true).find(KxbString("\xA9", true)));
+  // Nor does one ending in a cut sequence match the start of a character:
+  // "\xCC" alone is an invalid character, "\xCC\xB3" is U+0333.
+  KxbString combining("\xF5\xA6\xCC\xB3O", true);
+  EXPECT_EQ(-1, combining.find(KxbString("\xCC", true)));
+  EXPECT_EQ(-1, combining.rfind(KxbString("\xCC", true)));
+  EXPECT_EQ(2, combining.find(KxbString("\xCC\xB3", true)));
 }
 
 TEST(StringPieces, MidRightReplace) {
