@@ -387,6 +387,21 @@ bool KxbBlobPageServer::nextPage(int64_t id, int64_t* next) {
   return true;
 }
 
+bool KxbBlobPageServer::seekPage(int64_t id, uint32_t offset,
+                                 int64_t* position) {
+  if (!isFilePage(id)) {
+    KXB_BLOB_LOG(KXLOG_ERROR, "Invalid page id %I64i", id);
+    assertBadId("invalid page id");
+    return false;
+  }
+  *position = fileOffset(id) + offset;
+  if (seekTo(*position) != 0) {
+    KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", *position);
+    return false;
+  }
+  return true;
+}
+
 bool KxbBlobPageServer::readPage(int64_t id, uint32_t offset, void* buffer,
                                  uint32_t bytes) {
   Profiled profiled(this, "READ");
@@ -395,16 +410,8 @@ bool KxbBlobPageServer::readPage(int64_t id, uint32_t offset, void* buffer,
     std::memcpy(buffer, memorySlot(id) + offset, bytes);
     return true;
   }
-  if (!isFilePage(id)) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Invalid page id %I64i", id);
-    assertBadId("invalid page id");
-    return false;
-  }
-  const int64_t position = fileOffset(id) + offset;
-  if (seekTo(position) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", position);
-    return false;
-  }
+  int64_t position;
+  if (!seekPage(id, offset, &position)) return false;
   if (readAt(position, buffer, bytes) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "File read failed while read page");
     return false;
@@ -420,16 +427,8 @@ bool KxbBlobPageServer::writePage(int64_t id, uint32_t offset,
     std::memcpy(memorySlot(id) + offset, data, bytes);
     return true;
   }
-  if (!isFilePage(id)) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Invalid page id %I64i", id);
-    assertBadId("invalid page id");
-    return false;
-  }
-  const int64_t position = fileOffset(id) + offset;
-  if (seekTo(position) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", position);
-    return false;
-  }
+  int64_t position;
+  if (!seekPage(id, offset, &position)) return false;
   if (writeAt(position, data, bytes) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "Failed to write %d bytes to file",
                  static_cast<int>(bytes));

@@ -116,6 +116,10 @@ class KxbBlobPageServer : public RTProfiler {
   // Positioned file access; 0 or an error number. The file position is
   // remembered so that sequential accesses need no seek.
   int seekTo(int64_t offset);
+  // Positions the file at byte `offset` of file page `id`, whose file
+  // position goes to *position. False, logged, for an id that is no file
+  // page (which also raises the assertion) or a failed seek.
+  bool seekPage(int64_t id, uint32_t offset, int64_t* position);
   int writeAt(int64_t offset, const void* data, size_t bytes);
   int readAt(int64_t offset, void* buffer, size_t bytes);
 
