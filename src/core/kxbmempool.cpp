@@ -125,7 +125,8 @@ void addCounts(Counts* into, const Counts& from) {
 }
 
 // Gives the cached blocks of `cache` beyond `keep` back to the shared list.
-void drainCache(Pool* pool, ThreadCache& cache, int c, int keep) {
+__attribute__((noinline)) void drainCache(Pool* pool, ThreadCache& cache,
+                                          int c, int keep) {
   int give = cache.count[c] - keep;
   if (give <= 0) return;
   void* first = cache.head[c];
@@ -162,7 +163,7 @@ thread_local CacheFlusher t_flusher;
 
 // Makes the calling thread's cache belong to the current pool: blocks and
 // counts left from an earlier pool are dropped.
-void adoptCache(uint64_t generation) {
+__attribute__((noinline)) void adoptCache(uint64_t generation) {
   std::lock_guard<std::mutex> hold(g_registryMutex);
   for (int c = 0; c < kClassCount; ++c) {
     t_cache.head[c] = nullptr;
@@ -246,7 +247,7 @@ void destroyPool(Pool* pool) {
 
 // Refills the thread's cache of class `c` from the shared list, growing the
 // class by a chunk when the list is empty. False when memory ran out.
-bool refill(Pool* pool, int c) {
+__attribute__((noinline)) bool refill(Pool* pool, int c) {
   SizeClass* cls = &pool->classes[c];
   int got = 0;
   void* chain = rkAStackPopChain(&cls->freeList, kCacheBatch, &got);
@@ -275,20 +276,32 @@ bool refill(Pool* pool, int c) {
 
 }  // namespace
 
+namespace {
+
+// A request above 1,024 bytes: a heap block behind a header whose kind word
+// is 0.
+__attribute__((noinline)) bool getHeapBlock(ThreadCache& cache, unsigned size,
+                                            void** block) {
+  void* raw = np_mem_alloc(static_cast<size_t>(size) + kHeaderBytes);
+  if (raw == nullptr) return false;
+  void* user = blockOf(raw);
+  kindWord(user) = 0;
+  bump(&cache.counts.unmanaged);
+  *block = user;
+  return true;
+}
+
+}  // namespace
+
+// The fast paths of getBytes and freeBytes touch only the calling thread's
+// cache; everything else lives in out-of-line functions so that the fast
+// paths stay short.
 bool KxbMemPool::getBytes(unsigned int size, void** block) {
   *block = nullptr;
   Pool* pool = g_pool.load(std::memory_order_acquire);
   if (pool == nullptr || kxFaultArmedHit(KX_FAULT_POOL_ALLOC)) return false;
   ThreadCache& cache = currentCache();
-  if (size > 1024) {
-    void* raw = np_mem_alloc(static_cast<size_t>(size) + kHeaderBytes);
-    if (raw == nullptr) return false;
-    void* user = blockOf(raw);
-    kindWord(user) = 0;
-    bump(&cache.counts.unmanaged);
-    *block = user;
-    return true;
-  }
+  if (__builtin_expect(size > 1024, 0)) return getHeapBlock(cache, size, block);
   int c = classOf(size);
   bump(&cache.counts.allocations[c]);
   if (__builtin_expect(cache.head[c] == nullptr, 0) && !refill(pool, c)) {
