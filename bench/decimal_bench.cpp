@@ -1,5 +1,8 @@
-// Throughput of the 192-bit decimal format on full 52-digit values: the
-// four operations, text in and out, and the codec underneath them.
+// The 192-bit decimal format beyond its basic operations, on full 52-digit
+// values: an add that must align and round, conversions to and from double,
+// and the codec every operation pays. The four operations, the square root
+// and text in and out are in decimal_compare_bench.cpp, beside the
+// yardsticks.
 #include <benchmark/benchmark.h>
 
 #include "decimal/decContext.h"
@@ -9,30 +12,18 @@
 namespace {
 
 const char kA[] = "1234567890123456789012345678901234567.890123456789012";
-const char kB[] = "9876543210987654321098765432109876543.210987654321098";
 // Same magnitude, exponent gap of 30: alignment and rounding on add.
 const char kC[] = "9.876543210987654321098765432109876543210987654321098E-8";
 
 struct Operands {
   decContext set;
-  decSext a, b, c;
+  decSext a, c;
   Operands() {
     decContextDefault(&set, DEC_INIT_DECIMAL192);
     decSextFromString(&a, kA, &set);
-    decSextFromString(&b, kB, &set);
     decSextFromString(&c, kC, &set);
   }
 };
-
-void BM_SextAdd(benchmark::State& state) {
-  Operands o;
-  decSext r;
-  for (auto _ : state) {
-    decSextAdd(&r, &o.a, &o.b, &o.set);
-    benchmark::DoNotOptimize(r);
-  }
-}
-BENCHMARK(BM_SextAdd);
 
 void BM_SextAddRounded(benchmark::State& state) {
   Operands o;
@@ -43,56 +34,6 @@ void BM_SextAddRounded(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_SextAddRounded);
-
-void BM_SextMultiply(benchmark::State& state) {
-  Operands o;
-  decSext r;
-  for (auto _ : state) {
-    decSextMultiply(&r, &o.a, &o.b, &o.set);
-    benchmark::DoNotOptimize(r);
-  }
-}
-BENCHMARK(BM_SextMultiply);
-
-void BM_SextDivide(benchmark::State& state) {
-  Operands o;
-  decSext r;
-  for (auto _ : state) {
-    decSextDivide(&r, &o.a, &o.b, &o.set);
-    benchmark::DoNotOptimize(r);
-  }
-}
-BENCHMARK(BM_SextDivide);
-
-void BM_SextFromString(benchmark::State& state) {
-  Operands o;
-  decSext r;
-  for (auto _ : state) {
-    decSextFromString(&r, kA, &o.set);
-    benchmark::DoNotOptimize(r);
-  }
-}
-BENCHMARK(BM_SextFromString);
-
-void BM_SextToString(benchmark::State& state) {
-  Operands o;
-  char text[DECSEXT_String];
-  for (auto _ : state) {
-    decSextToString(&o.a, text);
-    benchmark::DoNotOptimize(text);
-  }
-}
-BENCHMARK(BM_SextToString);
-
-void BM_SextSquareRoot(benchmark::State& state) {
-  Operands o;
-  decSext r;
-  for (auto _ : state) {
-    decSextSquareRoot(&r, &o.a, &o.set);
-    benchmark::DoNotOptimize(r);
-  }
-}
-BENCHMARK(BM_SextSquareRoot);
 
 void BM_SextFromDouble(benchmark::State& state) {
   decSext r;

@@ -24,7 +24,6 @@ namespace {
 using kxb_fuzz::bytesOf;
 using kxb_fuzz::isValidUtf8;
 
-
 struct Attribute {
   std::string raw;
   std::string name;

@@ -14,34 +14,16 @@
 #include "kxburi.h"
 #include "kxlog.h"
 #include "np_uchar.h"
-#include "fuzz_util.h"
+#include "uri_fuzz_util.h"
 
 namespace {
 
 using kxb_fuzz::bytesOf;
 using kxb_fuzz::isValidUtf8;
 
-
 // Every accessor once; strings must be non-null (memory does not run out).
 void touch(KxURI* uri) {
-  uri->getScheme();
-  uri->getHost();
-  uri->getPath();
-  uri->getQuery();
-  uri->getFragment();
-  CHECK(!uri->getURIString().isNull());
-  CHECK(!uri->getEscapedURIString().isNull());
-  KxbString native;
-  CHECK(getNativePath(uri, &native));
-  if (KxDataURI* data = uri->asDataURI()) {
-    data->getDataSource();
-    data->getSourceType();
-    data->getPart1();
-    data->getPart2();
-    data->getPart3();
-    data->getObjectName();
-    data->getServer();
-  }
+  kxb_fuzz::touchGeneric(uri);
   if (KxReposURI* repos = uri->asReposURI()) {
     repos->getName();
     CHECK(!repos->getPathURIString().isNull());

@@ -25,7 +25,6 @@ namespace {
 using kxb_fuzz::bytesOf;
 using kxb_fuzz::isValidUtf8;
 
-
 bool isValidUtf8(std::string_view text) {
   int size = 0;
   std::string copy(text);

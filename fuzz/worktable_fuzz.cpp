@@ -26,7 +26,6 @@ namespace {
 using kxb_fuzz::bytesOf;
 using kxb_fuzz::isValidUtf8;
 
-
 void touch(KxWorkTableURI* table) {
   CHECK(table->getScheme().compare("kxwt") == 0);
   CHECK(table->getHost().isNull());
