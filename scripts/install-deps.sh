@@ -4,14 +4,17 @@
 # or through sudo for a user.
 set -eu
 
+# libsqlite3-dev is the row store under row sets; msmtp and python3-aiosmtpd
+# are the real mail program and SMTP server the e-mail tests deliver through.
 # The last line's packages are benchmark-only yardsticks, and the benchmarks
 # build without them: libintelrdfpmath-dev and libboost-dev for the decimal
 # arithmetic, liburiparser-dev and libglib2.0-dev (GUri) for URIs, libinih-dev
-# and libglib2.0-dev (GKeyFile) for configuration files.
+# and libglib2.0-dev (GKeyFile) for configuration files and the thread pool,
+# libtbb-dev (oneTBB) for the thread pool.
 PACKAGES="cmake ninja-build g++ pkg-config ccache clang libclang-rt-14-dev \
 libutf8proc-dev libspdlog-dev libfmt-dev googletest libgtest-dev \
-libbenchmark-dev libmimalloc-dev \
-libintelrdfpmath-dev libboost-dev liburiparser-dev libglib2.0-dev libinih-dev"
+libbenchmark-dev libmimalloc-dev libsqlite3-dev msmtp python3-aiosmtpd \
+libintelrdfpmath-dev libboost-dev liburiparser-dev libglib2.0-dev libinih-dev libtbb-dev"
 
 missing=""
 for p in $PACKAGES; do
