@@ -13,7 +13,15 @@
 //   anything else (blank lines, lines without "=") is kept as it is.
 // Keys are case-insensitive everywhere (lookup, duplicates, order). When a
 // key occurs twice, the last occurrence is the live entry and the earlier
-// one is kept as plain text. Writing produces the file's lines in order,
+// one is kept as plain text: its comment (when it has one) as "#" and the
+// comment, then "key=value" with the later key's spelling. deleteEntry keeps
+// an entry read from a file the same way, as "#-DELETED key=value".
+//
+// A comment kept as plain text this way keeps its line breaks unescaped; a
+// line break written to the file starts a new line, so each line the
+// comment spans begins with "#" again ("#a", "#b" for the comment "a\nb").
+// That is what keeps the promise that a written file read back gives the
+// same entries: a comment line never comes back as an entry. Writing produces the file's lines in order,
 // entries as "key=value" (their comment above them), then the entries added
 // by setEntry, each after an empty line. Leading and trailing white space of
 // lines is not preserved.

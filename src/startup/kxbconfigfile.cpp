@@ -1,6 +1,7 @@
 // KxbConfigFile: reading, editing and writing back "key=value" files.
 #include "kxbconfigfile.h"
 
+#include <algorithm>
 #include <iterator>
 #include <new>
 
@@ -45,6 +46,28 @@ KxbString commentLine(const KxbString& comment) {
   return line;
 }
 
+// The plain text an entry's comment becomes when the entry is frozen: "#" and
+// the comment as stored, its line breaks kept, not escaped. A comment may
+// hold line breaks (a read "\n", or setEntryComment), and a written line
+// break starts a new line on reading; so every line the comment spans begins
+// with "#" again, and none of them can come back as an entry.
+KxbString frozenCommentLine(const KxbString& comment) {
+  static const KxbString cr("\r", true), lf("\n", true);
+  KxbString line("#", true);
+  int from = 0;
+  for (;;) {
+    int atCr = comment.find(cr, from), atLf = comment.find(lf, from);
+    if (atCr < 0 && atLf < 0) break;
+    int end = atCr < 0 ? atLf : atLf < 0 ? atCr : std::min(atCr, atLf);
+    if (end == atCr && atLf == atCr + 1) ++end;  // CR LF is one break
+    line.append(comment.mid(from, end + 1 - from));
+    line.append("#", 1);
+    from = end + 1;
+  }
+  line.append(comment.mid(from));
+  return line;
+}
+
 KxbConfigLine plainLine(const KxbString& text) {
   KxbConfigLine line;
   line.text = text;
@@ -63,10 +86,10 @@ void freezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
   int32_t at = entry.line;
   if (isNonEmpty(entry.comment)) {
     if (at + 1 <= d.lineCount && d.lines.count(at + 1) == 0) {
-      d.lines[at] = plainLine(commentLine(entry.comment));
+      d.lines[at] = plainLine(frozenCommentLine(entry.comment));
       ++at;
     } else {
-      KxbString both = commentLine(entry.comment);
+      KxbString both = frozenCommentLine(entry.comment);
       both.append("\n", 1);
       both.append(text);
       d.lines[at] = plainLine(both);

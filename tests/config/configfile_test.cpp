@@ -96,6 +96,46 @@ TEST_F(ConfigFileTest, DuplicateKeysFreezeTheEarlierOccurrence) {
   EXPECT_EQ("#old\nA=1\nx=0\n#new\nA=2\n", writeText(commented));
 }
 
+// A frozen or deleted entry's comment keeps its line breaks unescaped, so
+// each line it spans is written as a comment line of its own: written back
+// and read again, the file has exactly the entries it had, none gained.
+TEST_F(ConfigFileTest, FrozenCommentsWithLineBreaksReadBackAsCommentsOnly) {
+  KxbConfigFile config;
+  readText(config, "#a\\nx=1\n=first\n=second\n");
+  EXPECT_EQ("#a\n#x=1\n=first\n=second\n", writeText(config));
+
+  KxbConfigFile edited;
+  readText(edited, "k=1\nz=9\nk=2\nd=0\n");
+  edited.setEntryComment(KxbString("k"), KxbString("one\r\ntwo\rthree=3"));
+  edited.setEntryComment(KxbString("d"), KxbString("p=1\nq=2"));
+  edited.deleteEntry(KxbString("d"));
+  readText(edited, "K=3\n", "more.cfg");
+  std::string written = writeText(edited);
+  EXPECT_EQ(std::string::npos, written.find("\nthree")) << written;
+  EXPECT_EQ(std::string::npos, written.find("\nq=2")) << written;
+
+  // The input the configuration fuzz target found: a comment holding "\n"
+  // above an empty key that occurs again later.
+  const unsigned char found[] = {
+      0x23, 0x01, 0x00, 0x00, 0x5c, 0x6e, 0x00, 0x0f, 0x61, 0x61, 0x3d,
+      0x0a, 0x3d, 0x0a, 0x03, 0x0a, 0x08, 0x0a, 0x3d, 0x00, 0x4d, 0xc3};
+  for (const std::string& input :
+       {std::string(reinterpret_cast<const char*>(found), sizeof found),
+        std::string(written)}) {
+    KxbConfigFile first;
+    readText(first, input);
+    KxbConfigFile second;
+    readText(second, writeText(first));
+    ASSERT_EQ(first.getEntryCount(), second.getEntryCount()) << input;
+    KxbString key, value;
+    for (int i = 0; first.getEntry(i, &key, &value); ++i) {
+      EXPECT_EQ(text(value), text(second.getEntry(key)));
+      EXPECT_EQ(text(first.getEntryComment(key)),
+                text(second.getEntryComment(key)));
+    }
+  }
+}
+
 TEST_F(ConfigFileTest, SecondReadAppendsLinesAndOverridesKeys) {
   KxbConfigFile config;
   readText(config, "a=1\nb=2\n", "one.cfg");
