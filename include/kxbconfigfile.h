@@ -21,9 +21,11 @@
 // line break written to the file starts a new line, so each line the
 // comment spans begins with "#" again ("#a", "#b" for the comment "a\nb").
 // That is what keeps the promise that a written file read back gives the
-// same entries: a comment line never comes back as an entry. Writing produces the file's lines in order,
-// entries as "key=value" (their comment above them), then the entries added
-// by setEntry, each after an empty line. Leading and trailing white space of
+// same entries: a comment line never comes back as an entry.
+//
+// Writing produces the file's lines in order, entries as "key=value" (their
+// comment above them), then the entries added by setEntry, each after an
+// empty line. Leading and trailing white space of
 // lines is not preserved.
 //
 // Errors: only opening, reading, writing and closing files fail; the
