@@ -9,7 +9,6 @@
 #include "kxbdatauri.h"
 #include "kxbdatavar.h"
 #include "kxbdate.h"
-#include "kxbdeps.h"
 #include "kxbhadoopuri.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"

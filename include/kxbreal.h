@@ -100,17 +100,19 @@ class KxbReal {
   KxbReal& operator/=(double other) { return *this /= KxbReal(other); }
 
   // -1, 0 or 1; a null operand gives 1 (null is greater than, and unequal
-  // to, everything, itself included).
+  // to, everything, itself included). Every operator below follows this
+  // outcome, so with a null on either side `>`, `>=` and `!=` are true and
+  // `==`, `<` and `<=` are false.
   int compare(const KxbReal& other) const;
   bool operator==(const KxbReal& other) const { return compare(other) == 0; }
   bool operator!=(const KxbReal& other) const { return compare(other) != 0; }
   // (`a < b` of two KxbReals is the free operator below.)
-  bool operator>(const KxbReal& other) const { return outcome(other) == 1; }
-  bool operator<=(const KxbReal& other) const;
-  bool operator>=(const KxbReal& other) const;
+  bool operator>(const KxbReal& other) const { return compare(other) == 1; }
+  bool operator<=(const KxbReal& other) const { return compare(other) <= 0; }
+  bool operator>=(const KxbReal& other) const { return compare(other) >= 0; }
   bool operator==(double other) const { return *this == KxbReal(other); }
   bool operator!=(double other) const { return *this != KxbReal(other); }
-  bool operator<(double other) const { return *this < KxbReal(other); }
+  bool operator<(double other) const { return compare(KxbReal(other)) < 0; }
   bool operator>(double other) const { return *this > KxbReal(other); }
   bool operator<=(double other) const { return *this <= KxbReal(other); }
   bool operator>=(double other) const { return *this >= KxbReal(other); }
@@ -145,11 +147,8 @@ class KxbReal {
                     int precision, int scale) const;
 
  private:
-  friend bool operator<(const KxbReal& a, const KxbReal& b);
   static constexpr uint32_t kTruncated = 1;
 
-  // -1, 0, 1, or 2 for an unordered (NaN) outcome.
-  int outcome(const KxbReal& other) const;
   KxbReal basic(int operation, const KxbReal& other, bool* error);
 
   uint32_t flags_;

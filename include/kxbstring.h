@@ -163,7 +163,12 @@ class KxUtf8ToUC {
  public:
   KxUtf8ToUC();
   ~KxUtf8ToUC();
-  KxUtf8ToUC& operator=(const KxUtf8ToUC& other);  // aliases the buffer
+  // Shares, does not copy: afterwards both holders point at `other`'s
+  // buffer, and the buffer this holder had is not freed. Whichever of the
+  // two is set, released or destroyed first frees the shared buffer and
+  // leaves the other pointing at freed memory, so the other must then be
+  // neither read nor destroyed; assign a fresh holder (or set it) first.
+  KxUtf8ToUC& operator=(const KxUtf8ToUC& other);
   // Converts `s` (null empties the holder). False only when the buffer could
   // not be allocated; a text that cannot be converted leaves count 0, true.
   bool set(const char* s);
@@ -186,7 +191,13 @@ class KxUCToUtf8 {
  public:
   KxUCToUtf8();
   ~KxUCToUtf8();
-  KxUCToUtf8& operator=(const KxUCToUtf8& other);  // copies buffer and length
+  // Shares the 16-bit buffer and takes its length, nothing more: both
+  // holders then write and read the same units, this holder's former 16-bit
+  // buffer is not freed, and a UTF-8 text it had already made stays cached
+  // (utf8String() keeps returning it). As with KxUtf8ToUC, the first of the
+  // two to be set, released or destroyed frees the shared buffer, and the
+  // other must not be used or destroyed after that.
+  KxUCToUtf8& operator=(const KxUCToUtf8& other);
   // Frees both buffers; for length > 0 takes a buffer of length+1 units with
   // a 0 unit at `length`. False when that allocation failed.
   bool set(int length);
@@ -207,10 +218,23 @@ class KxUCToUtf8 {
   int32_t length_;
 };
 
-// MultiByteToWideChar(CP_UTF8, 0, utf8, -1, out, outUnits).
+// Converts the NUL-terminated UTF-8 text `utf8`, terminator included, into
+// UTF-16 units in `out` (room for `outUnits` units). Returns the number of
+// units written, the terminator counted. With a null `out` or an `outUnits`
+// of 0 nothing is written and the number of units needed is returned, so a
+// caller can measure first. Ill-formed UTF-8 is not an error: each maximal
+// ill-formed part becomes U+FFFD; characters above U+FFFF become surrogate
+// pairs. Failure returns 0: a null `utf8`, a negative `outUnits`, or an
+// `out` too small for the whole result (its contents are then unspecified,
+// but nothing is written past `outUnits` units).
 int convertUtf8ToUC(char* utf8, unsigned short* out, int outUnits);
-// WideCharToMultiByte(CP_UTF8, 0, wide, -1, out, outBytes); a result that
-// fills the buffer exactly has its last byte forced to NUL.
+// Converts the 0-terminated UTF-16 text `wide`, terminator included, into
+// UTF-8 bytes in `out` (room for `outBytes` bytes). Returns the bytes
+// written, the terminator counted; with a null `out` or an `outBytes` of 0,
+// the bytes needed. An unpaired surrogate becomes U+FFFD. Failure returns 0:
+// a null `wide`, a negative `outBytes`, or an `out` too small. A result that
+// fills `out` exactly has its last byte forced to NUL, so a successful
+// result in `out` is always terminated.
 int convertUCToUtf8(unsigned short* wide, char* out, int outBytes);
 
 // A fresh random UUID in canonical text form.

@@ -10,7 +10,7 @@ if(TARGET kxb-dectest)
   # unimplemented operation, and must not pass a file it cannot read.
   add_test(NAME dectest_reports_failures
            COMMAND kxb-dectest
-                   ${CMAKE_CURRENT_SOURCE_DIR}/decimal/runner_check.decTest)
+                   ${CMAKE_CURRENT_SOURCE_DIR}/platform/decimal/runner_check.decTest)
   set_tests_properties(dectest_reports_failures PROPERTIES
     PASS_REGULAR_EXPRESSION "TOTAL: 3 passed, 2 failed, 1 skipped")
   add_test(NAME dectest_unreadable_file

@@ -1,5 +1,5 @@
-// libkxbdeps311.so. See kxbdeps.h.
-#include "kxbdeps.h"
+// libkxbdeps311.so. See src/startup/kxbdeps.h.
+#include "startup/kxbdeps.h"
 
 #include <atomic>
 #include <cstdio>

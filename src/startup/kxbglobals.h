@@ -5,7 +5,7 @@
 #define KXB_SRC_STARTUP_KXBGLOBALS_H_
 
 #include "kx_atomic.h"
-#include "kxbdeps.h"
+#include "startup/kxbdeps.h"
 
 struct KxbGlobals {
   // Guards the handler registries, assertion dispatch and start-up.

@@ -4,7 +4,7 @@
 
 #include "kx_atomic.h"
 #include "kxbb.h"
-#include "kxbdeps.h"
+#include "startup/kxbdeps.h"
 #include "kxbmempool.h"
 #include "kxbpath.h"
 #include "kxbstartup.h"

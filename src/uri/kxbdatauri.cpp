@@ -286,7 +286,6 @@ class KxDataURIImpl : public kxburi::KxURIFields<KxDataURI> {
     return out;
   }
 
-  KxReposURI* asReposURI() override { return nullptr; }
   KxDataURI* asDataURI() override { return this; }
 
   bool addQueryValue(const KxbString& name, const KxbString& value,

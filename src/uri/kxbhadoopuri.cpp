@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/kxbstring_internal.h"
+#include "kxs_ascii.h"
 #include "uri/kxburi_internal.h"
 
 using kxburi::bytesOf;
@@ -95,16 +96,9 @@ class Decoder {
   int pending_ = 0;
 };
 
-char asciiLower(char c) { return (c >= 'A' && c <= 'Z') ? c + ('a' - 'A') : c; }
-
 // Whether `name` reads "kxpass" ignoring ASCII case.
 bool isPasswordName(const char* name, size_t length) {
-  static constexpr char kName[] = "kxpass";
-  if (length != sizeof kName - 1) return false;
-  for (size_t i = 0; i < length; ++i) {
-    if (asciiLower(name[i]) != kName[i]) return false;
-  }
-  return true;
+  return kxs_ascii::equalNoCase(std::string_view(name, length), "kxpass");
 }
 
 bool isPasswordName(std::string_view raw) {
@@ -198,9 +192,6 @@ class KxHadoopURIImpl : public kxburi::KxURIFields<KxHadoopURI> {
     }
     return out;
   }
-
-  KxReposURI* asReposURI() override { return nullptr; }
-  KxDataURI* asDataURI() override { return nullptr; }
 
   // Works on the query as written, so that values keep their escapes. The
   // first pair of the name takes the value (the one the accessors read);

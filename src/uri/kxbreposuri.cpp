@@ -114,7 +114,6 @@ class KxReposURIImpl : public kxburi::KxURIFields<KxReposURI> {
   }
 
   KxReposURI* asReposURI() override { return this; }
-  KxDataURI* asDataURI() override { return nullptr; }
 
   bool addQueryValue(const KxbString& name, const KxbString& value,
                      KxbString* error) override {

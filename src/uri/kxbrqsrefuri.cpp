@@ -72,9 +72,6 @@ class KxRQSRefURIImpl : public kxburi::KxURIFields<KxRQSRefURI> {
     return out;
   }
 
-  KxReposURI* asReposURI() override { return nullptr; }
-  KxDataURI* asDataURI() override { return nullptr; }
-
   bool addQueryValue(const KxbString& name, const KxbString& value,
                      KxbString* error) override {
     return addToQuery(name, value, error, false);

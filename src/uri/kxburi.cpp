@@ -206,9 +206,6 @@ class KxURIImpl : public kxburi::KxURIFields<KxURI> {
     return out;
   }
 
-  KxReposURI* asReposURI() override { return nullptr; }
-  KxDataURI* asDataURI() override { return nullptr; }
-
   bool addQueryValue(const KxbString& name, const KxbString& value,
                      KxbString* error) override {
     return addToQuery(name, value, error, true);

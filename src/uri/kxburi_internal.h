@@ -151,6 +151,9 @@ class KxURIFields : public Interface {
   KxbString getPath() const override { return path_; }
   KxbString getQuery() const override { return query_; }
   KxbString getFragment() const override { return fragment_; }
+  // A kind that is a repository or a data URI overrides its own.
+  KxReposURI* asReposURI() override { return nullptr; }
+  KxDataURI* asDataURI() override { return nullptr; }
 
  protected:
   KxURIFields() = default;

@@ -6,6 +6,7 @@
 #include "kxbmempool.h"
 #include "kxbmessage.h"
 #include "kxlog.h"
+#include "kxs_ascii.h"
 #include "np_uchar.h"
 #include "uri/kxburi_internal.h"
 
@@ -59,16 +60,6 @@ std::string_view trim(std::string_view text) {
   }
   if (end > text.size()) end = text.size();
   return text.substr(start, end - start);
-}
-
-bool equalsIgnoringAsciiCase(std::string_view a, const char* b) {
-  size_t i = 0;
-  for (; i < a.size() && b[i] != '\0'; ++i) {
-    char c = a[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (c != b[i]) return false;
-  }
-  return i == a.size() && b[i] == '\0';
 }
 
 // Appends `value` with "'" written %27 and "," written %2C.
@@ -136,49 +127,46 @@ bool convertsTo(const KxbString& value, kxbType type) {
 
 }  // namespace
 
-class KxWorkTableURIImpl : public KxWorkTableURI {
+// The table name is the path; the host is always null.
+class KxWorkTableURIImpl : public kxburi::KxURIFields<KxWorkTableURI> {
  public:
   KxWorkTableURIImpl(const KxbString& name, int64_t start, int64_t count)
-      : tableName_(name), start_(start), count_(count) {}
-
-  void release() override {
-    this->~KxWorkTableURIImpl();
-    KxbMemPool::freeBytes(this);
+      : start_(start), count_(count) {
+    scheme_ = literal("kxwt");
+    path_ = name;
   }
 
-  KxbString getScheme() const override { return literal("kxwt"); }
-  KxbString getHost() const override { return KxbString(); }
-  KxbString getPath() const override { return tableName_; }
-  KxbString getQuery() const override { return query_; }
-  KxbString getFragment() const override { return fragment_; }
+  // "kxwt://" name, then "?" columns and "#" range when non-empty.
+  KxbString getURIString() override {
+    const std::string_view q = bytesOf(query_);
+    const std::string_view f = bytesOf(fragment_);
+    KxbString out;
+    if (!kxburi::concat(&out, {"kxwt://", bytesOf(path_), q.empty() ? "" : "?",
+                               q, f.empty() ? "" : "#", f})) {
+      return KxbString();
+    }
+    return out;
+  }
 
-  KxbString getURIString() override { return buildText(tableName_); }
-
+  // The same with the non-ASCII characters of the name escaped.
   KxbString getEscapedURIString() override {
-    KxbString name;
-    if (!kxburi::escapeOrRaw(tableName_, "", &name)) return KxbString();
-    return buildText(name);
+    const std::string_view q = bytesOf(query_);
+    const std::string_view f = bytesOf(fragment_);
+    KxbString out;
+    if (!kxburi::concatEscaped(&out, {{"kxwt://"},
+                                      {bytesOf(path_), ""},
+                                      {q.empty() ? "" : "?"},
+                                      {q},
+                                      {f.empty() ? "" : "#"},
+                                      {f}})) {
+      return KxbString();
+    }
+    return out;
   }
-
-  KxReposURI* asReposURI() override { return nullptr; }
-  KxDataURI* asDataURI() override { return nullptr; }
 
   bool addQueryValue(const KxbString& name, const KxbString& value,
                      KxbString* error) override {
-    bool ok = false;
-    KxURIQueryHandler* handler = getURIQueryHandler(query_, true);
-    if (handler != nullptr) {
-      if (handler->addValue(name, value)) {
-        KxbString text = handler->toString();
-        if (!text.isNull()) {
-          query_ = text;
-          ok = true;
-        }
-      }
-      handler->release();
-    }
-    if (!ok && error != nullptr) *error = literal("Error adding query value");
-    return ok;
+    return addToQuery(name, value, error, true);
   }
 
   bool addColumn(const KxbString& name, const KxbString& value, kxbType type,
@@ -265,7 +253,7 @@ class KxWorkTableURIImpl : public KxWorkTableURI {
   }
 
   int getColumnCount() const override { return columnCount_; }
-  KxbString getTableName() const override { return tableName_; }
+  KxbString getTableName() const override { return path_; }
 
   bool getRange(int64_t* start, int64_t* count) const override {
     if (start_ < 0) {
@@ -278,7 +266,7 @@ class KxWorkTableURIImpl : public KxWorkTableURI {
     return true;
   }
 
-  void setTableName(const KxbString& name) override { tableName_ = name; }
+  void setTableName(const KxbString& name) override { path_ = name; }
 
   // The range text: "start=N" and "count=N", joined by ",", each only when
   // set (not -1).
@@ -328,27 +316,11 @@ class KxWorkTableURIImpl : public KxWorkTableURI {
     Column* next = nullptr;
   };
 
-  // "kxwt://" name, then "?" columns and "#" range when non-empty.
-  KxbString buildText(const KxbString& name) const {
-    KxbString out = literal("kxwt://");
-    if (!kxburi::append(&out, name) ||
-        (!isEmpty(query_) &&
-         !(kxburi::append(&out, "?") && kxburi::append(&out, query_))) ||
-        (!isEmpty(fragment_) &&
-         !(kxburi::append(&out, "#") && kxburi::append(&out, fragment_)))) {
-      return KxbString();
-    }
-    return out;
-  }
-
-  KxbString tableName_;
   int64_t start_;
   int64_t count_;
   int32_t columnCount_ = 0;
   Column* head_ = nullptr;
   Column* tail_ = nullptr;
-  KxbString query_;
-  KxbString fragment_;
 };
 
 KxWorkTableURI* getWorkTableURIFromComponents(const KxbString& name) {
@@ -381,9 +353,9 @@ bool readRange(std::string_view text, int64_t* start, int64_t* count) {
     bool failed = false;
     const int64_t value = valueText.asInt64(&failed);
     if (failed) return true;
-    if (equalsIgnoringAsciiCase(key, "count")) {
+    if (kxs_ascii::equalNoCase(key, "count")) {
       *count = value;
-    } else if (equalsIgnoringAsciiCase(key, "start")) {
+    } else if (kxs_ascii::equalNoCase(key, "start")) {
       *start = value;
     } else {
       return true;

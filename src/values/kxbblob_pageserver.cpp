@@ -58,7 +58,6 @@ KxbBlobPageServer::KxbBlobPageServer()
       fileFreeHead_(0),
       fileFreeTail_(0),
       fileLength_(0),
-      filePosition_(-1),
       staging_(nullptr),
       stagingSlots_(0),
       readWindow_(1) {
@@ -77,7 +76,6 @@ void KxbBlobPageServer::discard() {
   stagingSlots_ = 0;
   memFreeHead_ = memFreeTail_ = fileFreeHead_ = fileFreeTail_ = 0;
   fileLength_ = 0;
-  filePosition_ = -1;
   path_[0] = '\0';
 }
 
@@ -164,7 +162,6 @@ bool KxbBlobPageServer::startup() {
   // now (an open file stays usable after its name is removed).
   if (np_fio_remove_on_close(file_, path_) != 0) np_fio_unlink(path_);
   fileLength_ = 0;
-  filePosition_ = 0;
 
   memFreeHead_ = memFreeTail_ = fileFreeHead_ = fileFreeTail_ = 0;
   for (int64_t id = 1; id <= static_cast<int64_t>(memPages_); ++id) {
@@ -189,49 +186,33 @@ unsigned char* KxbBlobPageServer::memorySlot(int64_t id) const {
   return area_ + static_cast<size_t>(slotSize()) * static_cast<size_t>(id - 1);
 }
 
-int KxbBlobPageServer::seekTo(int64_t offset) {
-  if (filePosition_ == offset) return 0;
-  const int rc = np_fio_seek64(file_, offset, NP_FIO_SET, nullptr);
-  filePosition_ = rc == 0 ? offset : -1;
-  return rc;
+bool KxbBlobPageServer::checkFilePage(int64_t id) {
+  if (isFilePage(id)) return true;
+  KXB_BLOB_LOG(KXLOG_ERROR, "Invalid page id %I64i", id);
+  assertBadId("invalid page id");
+  return false;
 }
 
 int KxbBlobPageServer::writeAt(int64_t offset, const void* data,
                                size_t bytes) {
-  // The caller has sought to `offset` (it logs seeks and writes apart).
-  const int rc = np_fio_write(file_, data, bytes);
-  filePosition_ = rc == 0 ? offset + static_cast<int64_t>(bytes) : -1;
-  return rc;
+  return np_fio_pwrite(file_, data, bytes, offset);
 }
 
 int KxbBlobPageServer::readAt(int64_t offset, void* buffer, size_t bytes) {
-  auto* out = static_cast<unsigned char*>(buffer);
-  size_t done = 0;
-  while (done < bytes) {
-    size_t got = 0;
-    const int rc = np_fio_read(file_, out + done, bytes - done, &got);
-    if (rc != 0 || got == 0) {
-      filePosition_ = -1;
-      return rc != 0 ? rc : EIO;  // a page past the end of the file
-    }
-    done += got;
-  }
-  filePosition_ = offset + static_cast<int64_t>(bytes);
-  return 0;
+  size_t got = 0;
+  const int rc = np_fio_pread(file_, buffer, bytes, offset, &got);
+  if (rc != 0) return rc;
+  return got == bytes ? 0 : EIO;  // a page past the end of the file
 }
 
 void KxbBlobPageServer::restoreLength(int64_t length) {
-  filePosition_ = -1;
   if (np_fio_truncate(file_, length) == 0) {
     fileLength_ = length;
     return;
   }
   // Keep the ids of later pages consistent with what the file really holds.
-  int64_t end = 0;
-  if (np_fio_seek64(file_, 0, NP_FIO_END, &end) == 0) {
-    fileLength_ = end;
-    filePosition_ = end;
-  }
+  np_fio_info info;
+  if (np_fio_fstat(file_, &info) == 0) fileLength_ = info.size;
 }
 
 bool KxbBlobPageServer::ensureStaging() {
@@ -253,17 +234,8 @@ bool KxbBlobPageServer::setNext(int64_t id, int64_t next) {
     std::memcpy(memorySlot(id) + pageSize_, &next, sizeof next);
     return true;
   }
-  if (!isFilePage(id)) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Invalid page id %I64i", id);
-    assertBadId("invalid page id");
-    return false;
-  }
-  const int64_t offset = fileOffset(id) + pageSize_;
-  if (seekTo(offset) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", offset);
-    return false;
-  }
-  if (writeAt(offset, &next, sizeof next) != 0) {
+  if (!checkFilePage(id)) return false;
+  if (writeAt(fileOffset(id) + pageSize_, &next, sizeof next) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "File write failed during write page id");
     return false;
   }
@@ -281,10 +253,6 @@ int64_t KxbBlobPageServer::addFilePage() {
     std::memset(zeroPage_, 0, slotSize());
   }
   const int64_t end = fileLength_;
-  if (seekTo(end) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek end failed in file");
-    return 0;
-  }
   if (writeAt(end, zeroPage_, slotSize()) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "File write failed at %I64i", end);
     restoreLength(end);
@@ -323,13 +291,8 @@ int64_t KxbBlobPageServer::acquirePage(bool preferMemory, int64_t previous) {
     if (fileFreeHead_ == fileFreeTail_) {
       fileFreeHead_ = fileFreeTail_ = 0;
     } else {
-      const int64_t offset = fileOffset(id) + pageSize_;
       int64_t next = 0;
-      if (seekTo(offset) != 0) {
-        KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", offset);
-        return 0;
-      }
-      if (readAt(offset, &next, sizeof next) != 0) {
+      if (readAt(fileOffset(id) + pageSize_, &next, sizeof next) != 0) {
         KXB_BLOB_LOG(KXLOG_ERROR, "File read failed during read page id");
         return 0;
       }
@@ -375,28 +338,8 @@ bool KxbBlobPageServer::nextPage(int64_t id, int64_t* next) {
     assertBadId("invalid page id");
     return false;
   }
-  const int64_t offset = fileOffset(id) + pageSize_;
-  if (seekTo(offset) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", offset);
-    return false;
-  }
-  if (readAt(offset, next, sizeof *next) != 0) {
+  if (readAt(fileOffset(id) + pageSize_, next, sizeof *next) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "File read failed during read page id");
-    return false;
-  }
-  return true;
-}
-
-bool KxbBlobPageServer::seekPage(int64_t id, uint32_t offset,
-                                 int64_t* position) {
-  if (!isFilePage(id)) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Invalid page id %I64i", id);
-    assertBadId("invalid page id");
-    return false;
-  }
-  *position = fileOffset(id) + offset;
-  if (seekTo(*position) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", *position);
     return false;
   }
   return true;
@@ -410,9 +353,8 @@ bool KxbBlobPageServer::readPage(int64_t id, uint32_t offset, void* buffer,
     std::memcpy(buffer, memorySlot(id) + offset, bytes);
     return true;
   }
-  int64_t position;
-  if (!seekPage(id, offset, &position)) return false;
-  if (readAt(position, buffer, bytes) != 0) {
+  if (!checkFilePage(id)) return false;
+  if (readAt(fileOffset(id) + offset, buffer, bytes) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "File read failed while read page");
     return false;
   }
@@ -427,9 +369,8 @@ bool KxbBlobPageServer::writePage(int64_t id, uint32_t offset,
     std::memcpy(memorySlot(id) + offset, data, bytes);
     return true;
   }
-  int64_t position;
-  if (!seekPage(id, offset, &position)) return false;
-  if (writeAt(position, data, bytes) != 0) {
+  if (!checkFilePage(id)) return false;
+  if (writeAt(fileOffset(id) + offset, data, bytes) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "Failed to write %d bytes to file",
                  static_cast<int>(bytes));
     return false;
@@ -488,11 +429,6 @@ void KxbBlobPageServer::freeChain(int64_t first, int64_t last) {
       std::memcpy(&next, memorySlot(id) + pageSize_, sizeof next);
     } else {
       const int64_t offset = fileOffset(id) + pageSize_;
-      if (seekTo(offset) != 0) {
-        KXB_BLOB_LOG(KXLOG_ERROR,
-                     "Seek failed in page file while freeing page %I64i", id);
-        break;
-      }
       if (readAt(offset, &next, sizeof next) != 0) {
         KXB_BLOB_LOG(KXLOG_ERROR, "Seek/read failed at offset %I64i", offset);
         break;
@@ -519,10 +455,6 @@ int64_t KxbBlobPageServer::appendPages(int64_t previous, const char* data,
     std::memcpy(s, data + i * static_cast<int64_t>(pageSize_), pageSize_);
     const int64_t next = i + 1 < count ? firstId + (i + 1) * slot : 0;
     std::memcpy(s + pageSize_, &next, sizeof next);
-  }
-  if (seekTo(base) != 0) {
-    KXB_BLOB_LOG(KXLOG_ERROR, "Seek end failed in file");
-    return -1;
   }
   if (writeAt(base, staging_, static_cast<size_t>(count * slot)) != 0) {
     KXB_BLOB_LOG(KXLOG_ERROR, "File write failed at %I64i", base);
@@ -565,10 +497,6 @@ int64_t KxbBlobPageServer::readPages(int64_t first, int64_t last,
     const int64_t count =
         std::min({readWindow_, pages - copied, stagingSlots_,
                   (fileLength_ - offset) / slot});
-    if (seekTo(offset) != 0) {
-      KXB_BLOB_LOG(KXLOG_ERROR, "Seek to %I64i failed", offset);
-      return -1;
-    }
     if (readAt(offset, staging_, static_cast<size_t>(count * slot)) != 0) {
       KXB_BLOB_LOG(KXLOG_ERROR, "File read failed while read page");
       return -1;

@@ -87,14 +87,7 @@ class KxbBlobPageServer : public RTProfiler {
   int64_t readPages(int64_t first, int64_t last, bool includeLast,
                     char* buffer, int64_t pages, int64_t* lastId);
 
-  // For tests and diagnostics.
-  struct FreeLists {
-    int64_t memHead, memTail, fileHead, fileTail;
-  };
-  FreeLists freeLists() const {
-    return {memFreeHead_, memFreeTail_, fileFreeHead_, fileFreeTail_};
-  }
-  // The temporary file's path ("" before start-up) and length in bytes.
+  // For tests and diagnostics: the temporary file's path ("" before start-up) and length in bytes.
   const char* filePath() const { return path_; }
   int64_t fileLength() const { return fileLength_; }
 
@@ -113,13 +106,11 @@ class KxbBlobPageServer : public RTProfiler {
   int64_t slotSize() const { return static_cast<int64_t>(pageSize_) + 8; }
   bool profiling() const { return kxlogGetLevel(logger_) < 2; }
 
-  // Positioned file access; 0 or an error number. The file position is
-  // remembered so that sequential accesses need no seek.
-  int seekTo(int64_t offset);
-  // Positions the file at byte `offset` of file page `id`, whose file
-  // position goes to *position. False, logged, for an id that is no file
-  // page (which also raises the assertion) or a failed seek.
-  bool seekPage(int64_t id, uint32_t offset, int64_t* position);
+  // False, logged, for an id that is no file page (which also raises the
+  // assertion).
+  bool checkFilePage(int64_t id);
+  // Transfers at byte `offset` of the file, without moving its position;
+  // 0 or an error number (EIO for a read past the end of the file).
   int writeAt(int64_t offset, const void* data, size_t bytes);
   int readAt(int64_t offset, void* buffer, size_t bytes);
 
@@ -147,7 +138,6 @@ class KxbBlobPageServer : public RTProfiler {
   int64_t fileFreeTail_;
 
   int64_t fileLength_;
-  int64_t filePosition_;  // -1 when unknown
   unsigned char* staging_;
   int64_t stagingSlots_;
   int64_t readWindow_;  // slots read at once by readPages; grows while

@@ -245,32 +245,18 @@ KxbReal KxbReal::sqrt(bool* error) {
 // ---------------------------------------------------------------------------
 // Comparison
 
-int KxbReal::outcome(const KxbReal& other) const {
+int KxbReal::compare(const KxbReal& other) const {
   Context context;
   decSext result;
   decSextCompare(&result, sext(value_), sext(other.value_), &context.set);
-  if (decSextIsNaN(&result)) return 2;
+  // A null operand makes the outcome a NaN, which orders as greater.
+  if (decSextIsNaN(&result)) return 1;
   if (decSextIsZero(&result)) return 0;
   return decSextIsNegative(&result) ? -1 : 1;
 }
 
-int KxbReal::compare(const KxbReal& other) const {
-  int o = outcome(other);
-  return o == 2 ? 1 : o;
-}
-
-bool KxbReal::operator<=(const KxbReal& other) const {
-  int o = outcome(other);
-  return o == -1 || o == 0;
-}
-
-bool KxbReal::operator>=(const KxbReal& other) const {
-  int o = outcome(other);
-  return o == 0 || o == 1;
-}
-
 bool operator<(const KxbReal& a, const KxbReal& b) {
-  return a.outcome(b) == -1;
+  return a.compare(b) == -1;
 }
 
 bool KxbReal::isNull() const { return decSextIsNaN(sext(value_)) != 0; }

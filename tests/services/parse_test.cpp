@@ -12,6 +12,7 @@
 #include "kxbmessage.h"
 #include "kxmsg.h"
 #include "np_env.h"
+#include "support/source_tree.h"
 
 namespace {
 
@@ -57,13 +58,7 @@ using List = std::vector<std::string>;
 // Messages come from the repository's catalogue.
 class KxbParseMessages : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* dir = std::getenv("KXB_SOURCE_DIR");
-    const std::string source = dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
-    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
-    kxmsg112_terminate();
-  }
+  void SetUp() override { kxb_test::useSourceCatalogue(); }
   void TearDown() override { kxmsg112_terminate(); }
 };
 

@@ -7,6 +7,7 @@
 
 #include "np_env.h"
 #include "services/kxbtextio_loader.h"
+#include "support/source_tree.h"
 
 namespace kxb_test {
 namespace {
@@ -20,12 +21,7 @@ class TextIOEnvironment : public ::testing::Environment {
     if (np_env_get("KAXEL_ERROR_LOCATION", location, sizeof location) !=
             NP_ENV_FOUND ||
         location[0] == '\0') {
-      const char* source = std::getenv("KXB_SOURCE_DIR");
-      std::string catalogue =
-          std::string(source != nullptr && source[0] != '\0'
-                          ? source
-                          : KXB_TEST_SOURCE_DIR) +
-          "/share/msg";
+      const std::string catalogue = sourceDirectory() + "/share/msg";
       np_env_set("KAXEL_ERROR_LOCATION", catalogue.c_str());
     }
     char error[512] = "";

@@ -11,6 +11,7 @@
 #include "kxmsg.h"
 #include "np_env.h"
 #include "support/log_capture.h"
+#include "support/source_tree.h"
 #include "uri/uri_test_util.h"
 
 namespace {
@@ -62,14 +63,7 @@ std::string rangeOf(const KxWorkTableURI& table) {
 // Catalogue messages come from the repository's catalogue.
 class UriWorkTable : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* dir = std::getenv("KXB_SOURCE_DIR");
-    const std::string source =
-        dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
-    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
-    kxmsg112_terminate();
-  }
+  void SetUp() override { kxb_test::useSourceCatalogue(); }
   void TearDown() override { kxmsg112_terminate(); }
 };
 

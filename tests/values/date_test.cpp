@@ -1,9 +1,6 @@
 // KxbDate: normalisation, null state, text forms, ordering and the clock.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-#include <time.h>
-
 #include <algorithm>
 #include <limits>
 #include <string>
@@ -12,6 +9,7 @@
 #include "kx_fault.h"
 #include "kxbdate.h"
 #include "kxs_date.h"
+#include "support/time_zone.h"
 
 namespace {
 
@@ -177,17 +175,12 @@ void expectNowFrom(double (*clock)(), bool utc) {
 
 TEST(KxbDate, CurrentDateIsLocalUnlessUtcIsAskedOrSet) {
   // A zone 5:30 ahead of UTC, so local and UTC readings cannot overlap.
-  const char* savedTz = getenv("TZ");
-  const std::string tz = savedTz ? savedTz : "";
-  setenv("TZ", "XST-5:30", 1);
-  tzset();
+  kxb_test::ScopedTimeZone zone("XST-5:30");
   expectNowFrom(kxs_timetoday, false);
   expectNowFrom(kxs_gmtimetoday, true);
   KxbDate::setUseUTC(true);
   expectNowFrom(kxs_gmtimetoday, false);
   KxbDate::setUseUTC(false);
-  savedTz ? setenv("TZ", tz.c_str(), 1) : unsetenv("TZ");
-  tzset();
 }
 
 }  // namespace

@@ -42,6 +42,30 @@ TEST(Real, NullIsNaNAndComparesGreaterAndUnequal) {
   EXPECT_TRUE(one.isNull());
 }
 
+// Every ordering follows compare(): with a null on either side the outcome
+// is 1, so only `>`, `>=` and `!=` hold, whatever the other operand is.
+TEST(Real, OrderingsWithANullFollowTheOutcomeOfOne) {
+  const KxbReal null;
+  for (double d : {-3.0, 0.0, 7.5}) {
+    const KxbReal value(d);
+    EXPECT_TRUE(null > value && null > d) << d;
+    EXPECT_TRUE(null >= value && null >= d) << d;
+    EXPECT_FALSE(null < value || null < d) << d;
+    EXPECT_FALSE(null <= value || null <= d) << d;
+    EXPECT_FALSE(null == value || null == d) << d;
+    EXPECT_TRUE(null != value && null != d) << d;
+    EXPECT_TRUE(value > null && value >= null) << d;
+    EXPECT_FALSE(value < null || value <= null) << d;
+  }
+  EXPECT_TRUE(null > KxbReal() && null >= KxbReal());
+  EXPECT_FALSE(null < KxbReal() || null <= KxbReal());
+  // Values themselves keep their order.
+  EXPECT_TRUE(KxbReal(2) >= 2.0);
+  EXPECT_FALSE(KxbReal(1) >= 2.0);
+  EXPECT_TRUE(KxbReal(1) <= KxbReal(1));
+  EXPECT_FALSE(KxbReal(3) > KxbReal(3));
+}
+
 TEST(Real, TextIsReducedAndWhiteSpaceSkipped) {
   EXPECT_EQ("1.5", text(real("  1.50")));
   EXPECT_EQ("1.5", text(real("\xC2\xA0\t1.50")));  // Unicode white space too

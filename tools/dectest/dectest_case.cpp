@@ -3,12 +3,12 @@
 
 #include <string.h>
 
-#include <cctype>
 #include <string>
 
 #include "decimal/decContext.h"
 #include "decimal/decNumber.h"
 #include "decimal/dec_format.h"
+#include "kxs_ascii.h"
 
 namespace dectest {
 namespace {
@@ -51,11 +51,7 @@ const Operation kOperations[] = {
     {"toeng", 1},
 };
 
-std::string lowerCase(std::string s) {
-  for (char& c : s)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return s;
-}
+std::string lowerCase(const std::string& s) { return kxs_ascii::lowered(s); }
 
 bool parseRounding(const std::string& name, enum rounding* mode) {
   static const struct {
@@ -90,7 +86,7 @@ std::string conditionText(uint32_t bits) {
 
 int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
-  c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  c = kxs_ascii::lower(c);
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   return -1;
 }

@@ -18,6 +18,7 @@
 
 #include "dectest_case.h"
 #include "dectest_lexer.h"
+#include "kxs_ascii.h"
 
 namespace {
 
@@ -32,12 +33,7 @@ struct Options {
   bool verbose = false;
 };
 
-std::string lower(std::string s) {
-  for (char& c : s) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return s;
-}
+std::string lower(const std::string& s) { return kxs_ascii::lowered(s); }
 
 bool parseInteger(const std::string& text, long long* out) {
   if (text.empty()) return false;

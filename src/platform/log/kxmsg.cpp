@@ -7,11 +7,7 @@
 
 #include "kxmsg.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <strings.h>
-#include <unistd.h>
-
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,7 +23,10 @@
 
 #include "kx_fault.h"
 #include "kxlog.h"
+#include "kxs_ascii.h"
 #include "kxs_format.h"
+#include "np_fio.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -91,39 +90,23 @@ enum class ReadResult { kOk, kMissing, kFailed };
 
 ReadResult readFile(const std::string& path, std::string* contents,
                     std::string* error) {
-  int fd = -1;
-  if (kxFaultHit(KX_FAULT_OPEN)) {
-    errno = EACCES;
-  } else {
-    do {
-      fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
-  }
-  if (fd < 0) {
-    if (errno == ENOENT) return ReadResult::kMissing;
-    *error = "Cannot read message file " + path + ": " + std::strerror(errno);
+  char* data = nullptr;
+  size_t size = 0;
+  const int rc = np_fio_read_file(path.c_str(), kMaxFileBytes, &data, &size);
+  if (rc == ENOENT) return ReadResult::kMissing;
+  if (rc == EFBIG) {
+    *error = "Message file " + path + " is too large";
     return ReadResult::kFailed;
   }
-  char chunk[8192];
-  ReadResult result = ReadResult::kOk;
-  for (;;) {
-    ssize_t n = read(fd, chunk, sizeof chunk);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      *error = "Cannot read message file " + path + ": " + std::strerror(errno);
-      result = ReadResult::kFailed;
-      break;
-    }
-    if (n == 0) break;
-    if (contents->size() + static_cast<size_t>(n) > kMaxFileBytes) {
-      *error = "Message file " + path + " is too large";
-      result = ReadResult::kFailed;
-      break;
-    }
-    contents->append(chunk, static_cast<size_t>(n));
+  if (rc != 0) {
+    char description[256];
+    *error = "Cannot read message file " + path + ": " +
+             np_fio_errdesc(rc, description, sizeof description);
+    return ReadResult::kFailed;
   }
-  close(fd);
-  return result;
+  std::unique_ptr<char, void (*)(void*)> owner(data, np_mem_free);
+  contents->assign(data, size);
+  return ReadResult::kOk;
 }
 
 bool validUtf8(std::string_view text) {
@@ -305,8 +288,8 @@ bool ensureOpen(State& s) {
 
 int fileOfSet(const char* set) {
   if (set == nullptr) return -1;
-  if (strcasecmp(set, "Base Services") == 0) return kBaseServices;
-  if (strcasecmp(set, "Event Plugin") == 0) return kEventPlugin;
+  if (kxs_ascii::equalNoCase(set, "Base Services")) return kBaseServices;
+  if (kxs_ascii::equalNoCase(set, "Event Plugin")) return kEventPlugin;
   return -1;
 }
 

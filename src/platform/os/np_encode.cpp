@@ -4,9 +4,9 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <cctype>
 #include <initializer_list>
 
+#include "kxs_ascii.h"
 #include "np_env.h"
 #include "np_utf8.h"
 
@@ -53,7 +53,7 @@ void normalise(const char* name, char* out, size_t size) {
   for (; *name != '\0' && at + 1 < size; ++name) {
     unsigned char c = static_cast<unsigned char>(*name);
     if (c == '-' || c == '_' || c == ' ') continue;
-    out[at++] = static_cast<char>(std::tolower(c));
+    out[at++] = kxs_ascii::lower(static_cast<char>(c));
   }
   out[at] = '\0';
 }

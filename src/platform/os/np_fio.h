@@ -24,6 +24,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -97,6 +98,31 @@ int np_fio_gets(np_fio_file* handle, char* buffer, size_t bufferSize,
                 size_t* length);
 // Writes `text` and a "\n".
 int np_fio_puts(np_fio_file* handle, const char* text);
+
+// Positional transfers: they neither use nor move the file position, so they
+// mix freely with np_fio_read/np_fio_write on one handle.
+// Reads up to `size` bytes at byte `offset`; *bytesRead is less than `size`
+// only when the file ends first (0 at or past the end).
+int np_fio_pread(np_fio_file* handle, void* buffer, size_t size,
+                 int64_t offset, size_t* bytesRead);
+// Writes all `size` bytes at byte `offset`, extending the file when needed
+// (a failure part way leaves the bytes before it written). On a handle
+// opened with NP_FIO_APPEND the system writes at the end instead.
+int np_fio_pwrite(np_fio_file* handle, const void* data, size_t size,
+                  int64_t offset);
+
+// Reads the whole file at `path` into one new block (np_mem_alloc) with a
+// NUL after the last byte, not counted in *size, so that text can be used as
+// a C string. The caller frees *data with np_mem_free. EFBIG when the file
+// holds more than `maxBytes` bytes, ENOMEM, or any error of opening or
+// reading; *data is null and *size 0 on failure.
+int np_fio_read_file(const char* path, size_t maxBytes, char** data,
+                     size_t* size);
+
+// Marks the descriptor under a C stream close-on-exec, for streams that a
+// library opened without O_CLOEXEC. 0, EINVAL for a stream without one, or
+// the system's error.
+int np_fio_stream_cloexec(FILE* stream);
 
 // ---------------------------------------------------------------------------
 // Position, size and durability

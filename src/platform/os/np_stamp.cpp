@@ -31,6 +31,29 @@ extern "C" void np_stamp_current(np_stamp* now) {
   now->nanoseconds = ts.tv_nsec;
 }
 
+extern "C" int np_stamp_realtime(np_stamp* now) {
+  struct timespec ts;
+  if (clock_gettime(CLOCK_REALTIME, &ts) != 0) return errno;
+  now->seconds = ts.tv_sec;
+  now->nanoseconds = ts.tv_nsec;
+  return 0;
+}
+
+extern "C" int np_stamp_localtime(int64_t unixSeconds, np_civil_time* out) {
+  const time_t seconds = static_cast<time_t>(unixSeconds);
+  struct tm local;
+  if (localtime_r(&seconds, &local) == nullptr) return EOVERFLOW;
+  out->year = local.tm_year + 1900;
+  out->month = local.tm_mon + 1;
+  out->day = local.tm_mday;
+  out->hour = local.tm_hour;
+  out->minute = local.tm_min;
+  out->second = local.tm_sec;
+  return 0;
+}
+
+extern "C" void np_stamp_reload_timezone(void) { tzset(); }
+
 extern "C" void np_stamp_diff(const np_stamp* earlier, const np_stamp* later,
                               np_duration* out) {
   __int128 nanos =

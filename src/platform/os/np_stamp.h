@@ -37,6 +37,28 @@ void np_duration_diff(const np_duration* a, const np_duration* b,
 // monotonic clock; kept so start-up can call it).
 void np_stamp_set_safe_mode(void);
 
+// The wall clock: seconds and nanoseconds since 1970-01-01 00:00 UTC.
+// 0, or the system's error number (now is then left as it was).
+int np_stamp_realtime(np_stamp* now);
+
+// A moment broken into the calendar fields of the process's time zone.
+typedef struct np_civil_time {
+  int year;    // e.g. 2024
+  int month;   // 1..12
+  int day;     // 1..31
+  int hour;    // 0..23
+  int minute;  // 0..59
+  int second;  // 0..60 (60 only for a leap second)
+} np_civil_time;
+
+// Local time of `unixSeconds` (seconds since 1970-01-01 00:00 UTC) under
+// the time zone in force (TZ, else the system's). 0, or EOVERFLOW when the
+// year does not fit.
+int np_stamp_localtime(int64_t unixSeconds, np_civil_time* out);
+// Reads the time zone setting (TZ) again, after it was changed through
+// np_env_set, so that later local times follow it.
+void np_stamp_reload_timezone(void);
+
 // Writes a fresh random (version 4) UUID in its canonical lower-case text
 // form "xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx" (36 characters and a NUL) into
 // `buffer`. Returns 0 on success, non-zero when size < 37 or the system's

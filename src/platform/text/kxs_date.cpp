@@ -2,12 +2,12 @@
 // The text parser lives in kxs_dateparse.cpp.
 #include "kxs_date.h"
 
-#include <time.h>
-
 #include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+
+#include "np_stamp.h"
 
 namespace {
 
@@ -212,16 +212,18 @@ extern "C" int kxs_date_to_string(double date, int format, char* buffer,
 }
 
 extern "C" double kxs_timetoday(void) {
-  struct timespec now;
-  if (clock_gettime(CLOCK_REALTIME, &now) != 0) return 0.0;
-  struct tm local;
-  if (localtime_r(&now.tv_sec, &local) == nullptr) return 0.0;
+  np_stamp now;
+  np_civil_time local;
+  if (np_stamp_realtime(&now) != 0 ||
+      np_stamp_localtime(now.seconds, &local) != 0) {
+    return 0.0;
+  }
   double date = 0.0;
-  // A leap second (tm_sec 60) is held at 59.
-  const int second = local.tm_sec > 59 ? 59 : local.tm_sec;
-  if (!kxs_compose_date_milli(local.tm_year + 1900, local.tm_mon + 1,
-                              local.tm_mday, local.tm_hour, local.tm_min,
-                              second, static_cast<int>(now.tv_nsec / 1000000),
+  // A leap second (60) is held at 59.
+  const int second = local.second > 59 ? 59 : local.second;
+  if (!kxs_compose_date_milli(local.year, local.month, local.day, local.hour,
+                              local.minute, second,
+                              static_cast<int>(now.nanoseconds / 1000000),
                               &date)) {
     return 0.0;
   }
@@ -229,11 +231,11 @@ extern "C" double kxs_timetoday(void) {
 }
 
 extern "C" double kxs_gmtimetoday(void) {
-  struct timespec now;
-  if (clock_gettime(CLOCK_REALTIME, &now) != 0) return 0.0;
+  np_stamp now;
+  if (np_stamp_realtime(&now) != 0) return 0.0;
   const int64_t millis =
-      (static_cast<int64_t>(now.tv_sec) - kDayZeroInUnixDays * 86400) * 1000 +
-      now.tv_nsec / 1000000;
+      (now.seconds - kDayZeroInUnixDays * 86400) * 1000 +
+      now.nanoseconds / 1000000;
   if (millis < kFirstMillis || millis >= kEndMillis) return 0.0;
   return static_cast<double>(millis) / kMillisPerDayD;
 }

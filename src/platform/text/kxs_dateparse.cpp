@@ -7,12 +7,14 @@
 // element has been checked.
 #include "kxs_date.h"
 
+#include "kxs_ascii.h"
+
 namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-char toLower(char c) { return (c >= 'A' && c <= 'Z') ? c - 'A' + 'a' : c; }
+using kxs_ascii::lower;
 
 const char* skipBlanks(const char* p) {
   while (isBlank(*p)) ++p;
@@ -66,7 +68,7 @@ bool readFraction(const char*& p, int* milli) {
 bool matchesWord(const char* run, int length, const char* word) {
   int i = 0;
   for (; i < length; ++i) {
-    if (word[i] == '\0' || toLower(run[i]) != word[i]) return false;
+    if (word[i] == '\0' || lower(run[i]) != word[i]) return false;
   }
   return word[i] == '\0';
 }
@@ -79,8 +81,8 @@ int monthFromWord(const char* run, int length) {
       "july",    "august",   "september", "october", "november", "december"};
   for (int m = 0; m < 12; ++m) {
     if (matchesWord(run, length, kNames[m])) return m + 1;
-    if (length == 3 && toLower(run[0]) == kNames[m][0] &&
-        toLower(run[1]) == kNames[m][1] && toLower(run[2]) == kNames[m][2]) {
+    if (length == 3 && lower(run[0]) == kNames[m][0] &&
+        lower(run[1]) == kNames[m][1] && lower(run[2]) == kNames[m][2]) {
       return m + 1;
     }
   }
@@ -236,8 +238,8 @@ bool parseClock(const char*& p, Result* r, bool* hadAmPm) {
   if (isDigit(*p)) return false;  // "9:055"
 
   const char* q = skipBlanks(p);
-  const char c0 = toLower(q[0]);
-  if ((c0 == 'a' || c0 == 'p') && toLower(q[1]) == 'm' && !isAlpha(q[2])) {
+  const char c0 = lower(q[0]);
+  if ((c0 == 'a' || c0 == 'p') && lower(q[1]) == 'm' && !isAlpha(q[2])) {
     if (r->hour < 1 || r->hour > 12) return false;
     if (c0 == 'a') {
       if (r->hour == 12) r->hour = 0;

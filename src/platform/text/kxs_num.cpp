@@ -10,7 +10,10 @@
 
 #include <charconv>
 #include <limits>
+#include <string_view>
 #include <system_error>
+
+#include "kxs_ascii.h"
 
 namespace {
 
@@ -64,12 +67,7 @@ int ParseInteger(const char* text, T* out, bool allowMinus) {
 bool WordIs(const char* p, const char* end, const char* word) {
   const size_t n = strlen(word);
   if (static_cast<size_t>(end - p) != n) return false;
-  for (size_t i = 0; i < n; ++i) {
-    char c = p[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-    if (c != word[i]) return false;
-  }
-  return true;
+  return kxs_ascii::equalNoCase(std::string_view(p, n), word);
 }
 
 // Adds a decimal digit to a magnitude, saturating far beyond any exponent

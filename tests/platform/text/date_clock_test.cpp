@@ -1,7 +1,6 @@
 // The current date and time, local and UTC, against the C library's clock.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
 #include <time.h>
 
 #include <cmath>
@@ -10,6 +9,7 @@
 #include <string>
 
 #include "kxs_date.h"
+#include "support/time_zone.h"
 
 namespace {
 
@@ -25,27 +25,6 @@ int64_t unixSecondsOfDayZero() {
   tm.tm_mday = 30;
   return timegm(&tm);
 }
-
-// Sets TZ for the life of the object and puts the old value back after.
-class ScopedTimeZone {
- public:
-  explicit ScopedTimeZone(const char* zone) {
-    if (const char* old = getenv("TZ")) old_ = old;
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  ~ScopedTimeZone() {
-    if (old_) {
-      setenv("TZ", old_->c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-    tzset();
-  }
-
- private:
-  std::optional<std::string> old_;
-};
 
 // A number is a whole millisecond when its split composes back to itself.
 void expectWholeMillisecond(double date) {
@@ -75,7 +54,7 @@ TEST(DateClock, LocalAndUtcNowDifferByTheZoneOffset) {
   // Fixed POSIX zones need no zone database: UTC+5:30, UTC-8, UTC, and
   // whatever the machine runs in.
   for (const char* zone : {"XST-5:30", "YST8", "UTC0", ""}) {
-    std::optional<ScopedTimeZone> scoped;
+    std::optional<kxb_test::ScopedTimeZone> scoped;
     if (*zone != '\0') scoped.emplace(zone);
     const double utcBefore = kxs_gmtimetoday();
     const double local = kxs_timetoday();

@@ -16,6 +16,7 @@
 #include "dec_test_util.h"
 #include "decimal/decContext.h"
 #include "decimal/decSext.h"
+#include "support/source_tree.h"
 
 using dectestutil::defaultContext;
 using dectestutil::str;
@@ -55,9 +56,7 @@ const std::map<std::string, size_t>& operationArity() {
 }
 
 std::string vectorPath() {
-  const char* dir = std::getenv("KXB_SOURCE_DIR");
-  std::string root = dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-  return root + "/tests/decimal/differential_vectors.txt";
+  return kxb_test::sourceDirectory() + "/tests/platform/decimal/differential_vectors.txt";
 }
 
 // Reads the vector file; a malformed line is a test failure, not a skip.

@@ -15,7 +15,7 @@ in every rounding mode.
 
 The output is deterministic for a given seed:
 
-    tests/decimal/gen_vectors.py > tests/decimal/differential_vectors.txt
+    tests/platform/decimal/gen_vectors.py > tests/platform/decimal/differential_vectors.txt
 
 Line format (fields separated by single spaces):
 

@@ -18,17 +18,15 @@
 #include "kx_fault.h"
 #include "np_env.h"
 #include "support/log_capture.h"
+#include "support/source_tree.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string sourceDir() {
-  const char* dir = std::getenv("KXB_SOURCE_DIR");
-  return dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-}
+using kxb_test::sourceDirectory;
 
-std::string repositoryCatalogue() { return sourceDir() + "/share/msg"; }
+std::string repositoryCatalogue() { return sourceDirectory() + "/share/msg"; }
 
 // Message `number` of `set` formatted with the arguments; *found receives
 // whether the catalogue had it.

@@ -1,4 +1,5 @@
-// The dependency companion library (libkxbdeps311.so).
+// The dependency companion library (libkxbdeps311.so): the private interface
+// between the library and that companion, never installed.
 //
 // The library loads it from the executable's directory during
 // initialisation, calls KxbDepsStartup during start-up and KxbDepsShutdown
@@ -20,8 +21,8 @@
 // Thread safety: start-up and shutdown are called by the library while it
 // initialises or shuts down (one thread); the interface's readers may be
 // called from any thread.
-#ifndef KXB_INCLUDE_KXBDEPS_H_
-#define KXB_INCLUDE_KXBDEPS_H_
+#ifndef KXB_STARTUP_KXBDEPS_H_
+#define KXB_STARTUP_KXBDEPS_H_
 
 #ifdef __cplusplus
 extern "C" {
@@ -51,4 +52,4 @@ typedef const KxbDepsInterface* (*KxbDepsGetInterfaceFn)(int version);
 }
 #endif
 
-#endif  // KXB_INCLUDE_KXBDEPS_H_
+#endif  // KXB_STARTUP_KXBDEPS_H_

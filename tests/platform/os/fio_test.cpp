@@ -10,6 +10,7 @@
 #include "np_encode.h"
 #include "np_env.h"
 #include "np_fio.h"
+#include "np_mem.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -64,6 +65,67 @@ TEST(PlatformFiles, BytesLinesSeekAndTruncate) {
   EXPECT_EQ(0, np_fio_unlink(path.c_str()));
   EXPECT_EQ(ENOENT, np_fio_stat(path.c_str()));
   EXPECT_EQ(ENOENT, np_fio_unlink(path.c_str()));
+}
+
+// Positional transfers leave the position to the sequential calls, and the
+// whole-file read gives every byte or nothing.
+TEST(PlatformFiles, PositionalTransfersAndWholeFileReads) {
+  kxb_test::TempDir dir;
+  const std::string path = dir.path("p.bin");
+  np_fio_file* file = nullptr;
+  ASSERT_EQ(0, np_fio_open(path.c_str(), NP_FIO_READWRITE | NP_FIO_CREATE,
+                           0644, &file));
+  ASSERT_EQ(0, np_fio_write(file, "abc", 3));
+  ASSERT_EQ(0, np_fio_pwrite(file, "XY", 2, 6));  // past the end: a hole
+  ASSERT_EQ(0, np_fio_pwrite(file, "B", 1, 1));
+  ASSERT_EQ(0, np_fio_write(file, "d", 1));  // still at 3
+  char buffer[16];
+  size_t got = 0;
+  ASSERT_EQ(0, np_fio_pread(file, buffer, sizeof buffer, 0, &got));
+  EXPECT_EQ(std::string("aBcd\0\0XY", 8), std::string(buffer, got));
+  ASSERT_EQ(0, np_fio_pread(file, buffer, 4, 7, &got));
+  EXPECT_EQ("Y", std::string(buffer, got));
+  ASSERT_EQ(0, np_fio_pread(file, buffer, 4, 100, &got));
+  EXPECT_EQ(0u, got);
+  int64_t position = -1;
+  ASSERT_EQ(0, np_fio_seek64(file, 0, NP_FIO_CUR, &position));
+  EXPECT_EQ(4, position);
+  EXPECT_EQ(EINVAL, np_fio_pread(file, buffer, 1, -1, &got));
+  kxFaultArm(KX_FAULT_WRITE, 1);
+  EXPECT_EQ(EIO, np_fio_pwrite(file, "zz", 2, 0));
+  kxFaultReset();
+  ASSERT_EQ(0, np_fio_close(file));
+
+  char* data = nullptr;
+  size_t size = 99;
+  ASSERT_EQ(0, np_fio_read_file(path.c_str(), 8, &data, &size));
+  EXPECT_EQ(std::string("aBcd\0\0XY", 8), std::string(data, size));
+  EXPECT_EQ('\0', data[size]);
+  np_mem_free(data);
+  // A file that grows past what its size said, and one that reports none.
+  const std::string big(100000, 'b');
+  dir.write("big", big);
+  ASSERT_EQ(0, np_fio_read_file(dir.path("big").c_str(), big.size(), &data, &size));
+  EXPECT_EQ(big, std::string(data, size));
+  np_mem_free(data);
+  ASSERT_EQ(0, np_fio_read_file("/proc/self/status", 1 << 20, &data, &size));
+  EXPECT_NE(nullptr, std::strstr(data, "Name:"));
+  np_mem_free(data);
+  dir.write("empty", "");
+  ASSERT_EQ(0, np_fio_read_file(dir.path("empty").c_str(), 0, &data, &size));
+  EXPECT_EQ(0u, size);
+  EXPECT_STREQ("", data);
+  np_mem_free(data);
+
+  EXPECT_EQ(EFBIG, np_fio_read_file(path.c_str(), 7, &data, &size));
+  EXPECT_EQ(nullptr, data);
+  EXPECT_EQ(0u, size);
+  EXPECT_EQ(ENOENT, np_fio_read_file(dir.path("none").c_str(), 8, &data, &size));
+  EXPECT_EQ(EISDIR, np_fio_read_file(dir.path().c_str(), 8, &data, &size));
+  kxFaultArm(KX_FAULT_HEAP_ALLOC, 2);  // the handle is the first block
+  EXPECT_EQ(ENOMEM, np_fio_read_file(path.c_str(), 8, &data, &size));
+  kxFaultReset();
+  EXPECT_EQ(nullptr, data);
 }
 
 TEST(PlatformFiles, FaultPointsFailLikeTheSystem) {
