@@ -7,6 +7,7 @@
 #include "kxbconfigfile.h"
 #include "kxbconfigoptions.h"
 #include "kxbcursor.h"
+#include "kxbcursorwlp.h"
 #include "kxbdatauri.h"
 #include "kxbdatavar.h"
 #include "kxbdate.h"

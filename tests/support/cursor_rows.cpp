@@ -1,5 +1,7 @@
 #include "support/cursor_rows.h"
 
+#include "kxbcursorwlp.h"
+
 namespace kxb_test {
 
 std::string showCell(const KxbDatavar& cell) {
@@ -52,11 +54,15 @@ void fillThreeColumns(KxbStringCursorCreater* cursor, int rows) {
 }
 
 std::vector<DatavarFactory> datavarFactories() {
-  return {{"resident", createDatavarResidentCursor}};
+  return {{"resident", createDatavarResidentCursor},
+          {"rowset", +[]() -> KxbDatavarCursorCreater* {
+             return createDatavarWlpCursor();
+           }}};
 }
 
 std::vector<StringFactory> stringFactories() {
-  return {{"resident", createStringResidentCursor}};
+  return {{"resident", createStringResidentCursor},
+          {"rowset", createStringWlpCursor}};
 }
 
 }  // namespace kxb_test
