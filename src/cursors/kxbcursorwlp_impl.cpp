@@ -170,6 +170,10 @@ void KxbDatavarWlpCursorImpl::freeBuffer() {
 }
 
 bool KxbDatavarWlpCursorImpl::beginRow() {
+  if (names_.size() == 0) {  // nothing to store: endRow will say so
+    appending_ = true;
+    return true;
+  }
   if (!makeBuffer(&buffer_, &cells_)) {
     error_ = text(kOutOfMemory);
     return false;
