@@ -77,7 +77,7 @@ sqlite3* openDatabase(const char* path, int flags, std::string* error) {
   }
   const int kib = g_cacheKib.load(std::memory_order_relaxed);
   if (kib > 0) {
-    const std::string pragma = "PRAGMA cache_size=-" + std::to_string(kib);
+    const std::string pragma = join({"PRAGMA cache_size=-", std::to_string(kib)});
     exec(db, pragma.c_str());
   }
   return db;
@@ -132,9 +132,9 @@ int kxwlpRowSet_create(kxwlpRowSet** handle, int version,
       const size_t i = set->names.size();
       set->names.emplace_back(c->name);
       set->types.push_back(c->type);
-      const std::string column = "c" + std::to_string(i);
+      const std::string column = kxwlp::join({"c", std::to_string(i)});
       const char* comma = i > 0 ? "," : "";
-      create += comma + column + " " + kxwlp::declaredType(c->type);
+      create += kxwlp::join({comma, column, " ", kxwlp::declaredType(c->type)});
       insert += i > 0 ? ",?" : "?";
       select += comma + column;
     }
@@ -227,7 +227,7 @@ int kxwlpRowSet_getRows(kxwlpRowSet* handle, int64_t* count) {
   }
   // A query's rows are counted by SQLite; the statement that reads them
   // keeps its position.
-  const std::string sql = "SELECT count(*) FROM (" + handle->querySql + ")";
+  const std::string sql = kxwlp::join({"SELECT count(*) FROM (", handle->querySql, ")"});
   sqlite3_stmt* counter = nullptr;
   if (sqlite3_prepare_v2(handle->db, sql.c_str(), -1, &counter, nullptr) !=
       SQLITE_OK) {

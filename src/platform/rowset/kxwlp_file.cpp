@@ -35,12 +35,12 @@ bool openQuery(kxwlpRowSet* set, const char* path, const char* sql) {
   std::string reason;
   set->db = kxwlp::openDatabase(path, SQLITE_OPEN_READONLY, &reason);
   if (set->db == nullptr) {
-    set->error = std::string("cannot open database \"") + path + "\": " + reason;
+    set->error = kxwlp::join({"cannot open database \"", path, "\": ", reason});
     return false;
   }
   const char* tail = nullptr;
   if (sqlite3_prepare_v2(set->db, sql, -1, &set->select, &tail) != SQLITE_OK) {
-    set->error = std::string("SQL error: ") + sqlite3_errmsg(set->db);
+    set->error = kxwlp::join({"SQL error: ", sqlite3_errmsg(set->db)});
     return false;
   }
   if (set->select == nullptr || !onlySpace(tail)) {
@@ -76,7 +76,7 @@ bool openQuery(kxwlpRowSet* set, const char* path, const char* sql) {
     set->types.push_back(kxwlp::typeFromDeclared(declared, storageClass));
   }
   if (peeked && first != SQLITE_ROW && first != SQLITE_DONE) {
-    set->error = std::string("SQL error: ") + sqlite3_errmsg(set->db);
+    set->error = kxwlp::join({"SQL error: ", sqlite3_errmsg(set->db)});
     return false;
   }
   sqlite3_reset(set->select);
@@ -96,34 +96,34 @@ bool createTable(kxwlpRowSet* set, const char* path, const char* table,
   set->db = kxwlp::openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                                 &reason);
   if (set->db == nullptr) {
-    set->error = std::string("cannot open database \"") + path + "\": " + reason;
+    set->error = kxwlp::join({"cannot open database \"", path, "\": ", reason});
     return false;
   }
   sqlite3_busy_timeout(set->db, 5000);
   const std::string name = kxwlp::quoteIdentifier(table);
-  std::string create = "CREATE TABLE " + name + "(";
-  std::string insert = "INSERT INTO " + name + " VALUES(";
+  std::string create = kxwlp::join({"CREATE TABLE ", name, "("});
+  std::string insert = kxwlp::join({"INSERT INTO ", name, " VALUES("});
   for (const kxwlpColumn* c = description; c->name != nullptr; ++c) {
     const bool first = c == description;
     set->names.emplace_back(c->name);
     set->types.push_back(c->type);
-    create += (first ? "" : ",") + kxwlp::quoteIdentifier(c->name) + " " +
-              kxwlp::declaredType(c->type);
+    create += kxwlp::join({first ? "" : ",", kxwlp::quoteIdentifier(c->name),
+                           " ", kxwlp::declaredType(c->type)});
     insert += first ? "?" : ",?";
   }
   create += ")";
   insert += ")";
   if (kxwlp::exec(set->db, "BEGIN IMMEDIATE") != SQLITE_OK) {
-    set->error = std::string("cannot write database \"") + path +
-                 "\": " + sqlite3_errmsg(set->db);
+    set->error = kxwlp::join(
+        {"cannot write database \"", path, "\": ", sqlite3_errmsg(set->db)});
     return false;
   }
   set->inTransaction = true;
   if (kxwlp::exec(set->db, create.c_str()) != SQLITE_OK ||
       sqlite3_prepare_v2(set->db, insert.c_str(), -1, &set->insert, nullptr) !=
           SQLITE_OK) {
-    set->error = std::string("cannot create table ") + name + ": " +
-                 sqlite3_errmsg(set->db);
+    set->error = kxwlp::join(
+        {"cannot create table ", name, ": ", sqlite3_errmsg(set->db)});
     return false;
   }
   return true;
