@@ -23,6 +23,7 @@ int runUri(int argc, char** argv);
 int runAttrs(int argc, char** argv);
 int runDate(int argc, char** argv);
 int runNow(int argc, char** argv);
+int runTemplate(int argc, char** argv);
 
 // Prints "kxb: <text>" to standard error and returns `status`.
 int fail(int status, const char* text);

@@ -44,6 +44,11 @@ const Command kCommands[] = {
      "now [--utc] [--iso] [--zone H:M]\n"
      "                          print the current date in every form",
      runNow},
+    {"template",
+     "template FILE [NAME=VALUE...]\n"
+     "                          render a template file; values from the\n"
+     "                          arguments, then the environment",
+     runTemplate},
 };
 
 int usage(FILE* out) {
