@@ -22,6 +22,8 @@
 #include "kxbsingleton.h"
 #include "kxbstartup.h"
 #include "kxbstring.h"
+#include "kxbtemplate.h"
+#include "kxbthreadpool.h"
 #include "kxbtxtfile.h"
 #include "kxburi.h"
 #include "kxburibase.h"

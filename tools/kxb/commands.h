@@ -24,6 +24,7 @@ int runAttrs(int argc, char** argv);
 int runDate(int argc, char** argv);
 int runNow(int argc, char** argv);
 int runQuery(int argc, char** argv);
+int runTemplate(int argc, char** argv);
 
 // Prints "kxb: <text>" to standard error and returns `status`.
 int fail(int status, const char* text);

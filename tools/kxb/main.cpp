@@ -48,6 +48,11 @@ const Command kCommands[] = {
      "query DATABASE SQL [--csv]\n"
      "                          print a query's rows from an SQLite file",
      runQuery},
+    {"template",
+     "template FILE [NAME=VALUE...]\n"
+     "                          render a template file; values from the\n"
+     "                          arguments, then the environment",
+     runTemplate},
 };
 
 int usage(FILE* out) {

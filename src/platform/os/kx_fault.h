@@ -23,6 +23,7 @@ typedef enum kxFaultPoint {
   KX_FAULT_PROC_START,      // starting a process fails with EAGAIN
   KX_FAULT_DSO_LOAD,        // loading a shared library fails
   KX_FAULT_LOCK_CREATE,     // kxLockCreate returns null
+  KX_FAULT_THREAD_START,    // a thread pool cannot start a worker thread
   KX_FAULT_POINT_COUNT
 } kxFaultPoint;
 
