@@ -10,6 +10,8 @@
 #include "kxbdatavar.h"
 #include "kxbdate.h"
 #include "kxbdeps.h"
+#include "kxbemail.h"
+#include "kxbexecute.h"
 #include "kxbhadoopuri.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"
