@@ -91,7 +91,7 @@ class KxbEmail {
 
   // Stores the directory and command template, empties both lists, and
   // makes the mail file and the output file. False with message 332 when
-  // either cannot be made.
+  // either cannot be made (a file already made is removed again).
   bool initialize(KxbString tempDirectory, KxbString mailCommand);
 
   void setTo(KxbString to);

@@ -178,7 +178,14 @@ bool KxbEmail::initialize(KxbString directory, KxbString command) {
   if (error == 0) {
     error = np_fio_tmpfile(tempDirectory.asCstr(), kPrefix, outputFilePath,
                            sizeof outputFilePath, &outputFile_);
-    if (error != 0) outputFilePath[0] = '\0';
+    if (error != 0) {
+      // Nothing of a failed start stays behind.
+      np_fio_close(mailFile_);
+      mailFile_ = nullptr;
+      np_fio_unlink(mailFilePath);
+      mailFilePath[0] = '\0';
+      outputFilePath[0] = '\0';
+    }
   } else {
     mailFilePath[0] = '\0';
   }
