@@ -84,6 +84,10 @@ class KxbExecute {
 
   KxbString getOutputLog();
   KxbString getErrorMessage();
+  // The exit code of the last run's program: its status, or 128 plus the
+  // signal that ended it; 0 while it runs on; -1 when it did not start or
+  // its state could not be had (and for an object without a record).
+  int getExitCode();
 
   struct Record;
 

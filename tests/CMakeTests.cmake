@@ -18,3 +18,20 @@ if(TARGET kxb-dectest)
   set_tests_properties(dectest_unreadable_file PROPERTIES
     PASS_REGULAR_EXPRESSION "cannot read")
 endif()
+
+if(TARGET kxb_tool)
+  # kxb run prints the one-line output log and ends with the program's status.
+  add_test(NAME kxb_run_prints_log_and_status
+           COMMAND kxb_tool run --capture sh -c "printf 'a\\nb\\n'; exit 5")
+  set_tests_properties(kxb_run_prints_log_and_status PROPERTIES
+    PASS_REGULAR_EXPRESSION "^a b \n")
+  add_test(NAME kxb_run_status_is_the_programs
+           COMMAND kxb_tool run sh -c "exit 5")
+  set_tests_properties(kxb_run_status_is_the_programs PROPERTIES WILL_FAIL TRUE)
+  # kxb mail --keep shows the composed file.
+  add_test(NAME kxb_mail_shows_the_composed_file
+           COMMAND kxb_tool mail --command "cat %B > /dev/null" --to t@example.com
+                   --subject s --text hello --keep)
+  set_tests_properties(kxb_mail_shows_the_composed_file PROPERTIES
+    PASS_REGULAR_EXPRESSION "hello\r\n--KX_EMAIL_00--\r\n")
+endif()

@@ -90,6 +90,7 @@ struct KxbExecute::Record {
   std::vector<KxbString> options;
   std::vector<KxbString> environment;
   KxbString outputLog;
+  int exitCode = -1;
 
   // Replaces the log with the program's captured output, when there is any.
   void readOutput(np_fio_file* file);
@@ -169,9 +170,14 @@ KxbString KxbExecute::getErrorMessage() {
   return record_ != nullptr ? record_->errorMessage : KxbString();
 }
 
+int KxbExecute::getExitCode() {
+  return record_ != nullptr ? record_->exitCode : -1;
+}
+
 bool KxbExecute::run(bool useShell, bool captureOutput, int wait) {
   if (record_ == nullptr) return false;
   Record& r = *record_;
+  r.exitCode = -1;
   RunResources res;
   int flags = NP_PROC_NULL_INPUT;
 
@@ -249,7 +255,10 @@ bool KxbExecute::run(bool useShell, bool captureOutput, int wait) {
         "Failed to get status of command %S. Error: %s", &command, reason);
     r.errorMessage = kxb_get_message(kSet, kWaitFailed, kUnit, __LINE__, reason);
     result = false;
-  } else if (state == NP_PROC_FAILED) {
+  } else {
+    r.exitCode = exitCode;
+  }
+  if (result && state == NP_PROC_FAILED) {
     r.outputLog = kxbStringFormat("Command aborted with error: %d", exitCode);
     r.errorMessage = kxb_get_message(kSet, kAborted, kUnit, __LINE__);
     result = false;

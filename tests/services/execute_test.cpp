@@ -131,6 +131,8 @@ TEST_F(KxbExecuteTest, FailuresLogEnglishTextsAndCatalogueMessages) {
   KxbExecute killed;
   EXPECT_FALSE(runScript(killed, "kill -KILL $$"));
   EXPECT_STREQ("Command aborted with error: 137", killed.getOutputLog().asCstr());
+  EXPECT_EQ(137, killed.getExitCode());
+  EXPECT_EQ(-1, missing.getExitCode());
   EXPECT_STREQ("The program was aborted.", killed.getErrorMessage().asCstr());
 
   // The program's own output replaces the text.

@@ -23,6 +23,8 @@ int runUri(int argc, char** argv);
 int runAttrs(int argc, char** argv);
 int runDate(int argc, char** argv);
 int runNow(int argc, char** argv);
+int runRun(int argc, char** argv);
+int runMail(int argc, char** argv);
 
 // Prints "kxb: <text>" to standard error and returns `status`.
 int fail(int status, const char* text);

@@ -44,6 +44,18 @@ const Command kCommands[] = {
      "now [--utc] [--iso] [--zone H:M]\n"
      "                          print the current date in every form",
      runNow},
+    {"run",
+     "run [--shell] [--capture] [--wait SECONDS] [--env NAME=VALUE]...\n"
+     "    COMMAND [ARG...]      run a program; print its output log; exit\n"
+     "                          with its status",
+     runRun},
+    {"mail",
+     "mail --command CMD --to T [--from F] --subject S [--text TEXT]...\n"
+     "    [--attach FILE]... [--tmp DIR] [--keep]\n"
+     "                          compose a mail and send it with CMD (%T the\n"
+     "                          recipients, %B the file); --keep prints the\n"
+     "                          composed file",
+     runMail},
 };
 
 int usage(FILE* out) {
