@@ -52,6 +52,7 @@ int runRun(int argc, char** argv) {
   bool ok = execute.run(shell, capture, wait);
   KxbString log = execute.getOutputLog();
   if (!log.isNull()) std::printf("%s\n", log.asCstr());
+  std::fflush(stdout);
   if (!ok) {
     KxbString error = execute.getErrorMessage();
     std::fprintf(stderr, "kxb: %s\n", error.asCstr());
