@@ -11,6 +11,8 @@
 #include "kxbdatauri.h"
 #include "kxbdatavar.h"
 #include "kxbdate.h"
+#include "kxbemail.h"
+#include "kxbexecute.h"
 #include "kxbhadoopuri.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"

@@ -37,4 +37,18 @@ if(TARGET kxb_tool)
            COMMAND sh -c "$<TARGET_FILE:kxb_tool> query :memory: 'SELEC 1' 2>&1; echo status=$?")
   set_tests_properties(kxb_query_says_why PROPERTIES
     PASS_REGULAR_EXPRESSION "kxb: SQL error: near \"SELEC\": syntax error\nstatus=1")
+  # kxb run prints the one-line output log and ends with the program's status.
+  add_test(NAME kxb_run_prints_log_and_status
+           COMMAND kxb_tool run --capture sh -c "printf 'a\\nb\\n'; exit 5")
+  set_tests_properties(kxb_run_prints_log_and_status PROPERTIES
+    PASS_REGULAR_EXPRESSION "(^|[\r\n])a b [\r\n]")
+  add_test(NAME kxb_run_status_is_the_programs
+           COMMAND kxb_tool run sh -c "exit 5")
+  set_tests_properties(kxb_run_status_is_the_programs PROPERTIES WILL_FAIL TRUE)
+  # kxb mail --keep shows the composed file.
+  add_test(NAME kxb_mail_shows_the_composed_file
+           COMMAND kxb_tool mail --command "cat %B > /dev/null" --to t@example.com
+                   --subject s --text hello --keep)
+  set_tests_properties(kxb_mail_shows_the_composed_file PROPERTIES
+    PASS_REGULAR_EXPRESSION "hello\r\n--KX_EMAIL_00--\r\n")
 endif()

@@ -105,7 +105,7 @@ TEST(ConfigFileCrashTest, KilledWriterLeavesOldOrNewTextAndHarmlessTemporaries) 
     std::this_thread::sleep_for(std::chrono::microseconds(delay(random)));
     ASSERT_EQ(0, np_proc_kill(child, 1));
     int exitCode = -1;
-    ASSERT_EQ(0, np_proc_wait(child, &exitCode));
+    ASSERT_EQ(0, np_proc_fork_wait(child, &exitCode));
 
     const std::string now = dir.read(kTarget);
     const std::string& before = holdsNew ? newText : oldText;
@@ -162,20 +162,20 @@ TEST(ConfigFileCrashTest, ProcessSeamReportsBadArgumentsAndExitCodes) {
   EXPECT_NE(0, np_proc_fork_call(nullptr, nullptr, &child));
   EXPECT_EQ(0, child);
   EXPECT_NE(0, np_proc_kill(0, 1));
-  EXPECT_NE(0, np_proc_wait(0, nullptr));
+  EXPECT_NE(0, np_proc_fork_wait(0, nullptr));
 
   // A child that ends by itself reports 0; a killed one 128 + SIGKILL (9).
   ASSERT_EQ(0, np_proc_fork_call([](void*) {}, nullptr, &child));
   int exitCode = -1;
-  ASSERT_EQ(0, np_proc_wait(child, &exitCode));
+  ASSERT_EQ(0, np_proc_fork_wait(child, &exitCode));
   EXPECT_EQ(0, exitCode);
-  EXPECT_NE(0, np_proc_wait(child, &exitCode)) << "waited for twice";
+  EXPECT_NE(0, np_proc_fork_wait(child, &exitCode)) << "waited for twice";
 
   ASSERT_EQ(0, np_proc_fork_call(
                    [](void*) { std::this_thread::sleep_for(std::chrono::seconds(30)); },
                    nullptr, &child));
   ASSERT_EQ(0, np_proc_kill(child, 1));
-  ASSERT_EQ(0, np_proc_wait(child, &exitCode));
+  ASSERT_EQ(0, np_proc_fork_wait(child, &exitCode));
   EXPECT_EQ(128 + 9, exitCode);
 }
 

@@ -25,6 +25,8 @@ int runDate(int argc, char** argv);
 int runNow(int argc, char** argv);
 int runQuery(int argc, char** argv);
 int runTemplate(int argc, char** argv);
+int runRun(int argc, char** argv);
+int runMail(int argc, char** argv);
 
 // Prints "kxb: <text>" to standard error and returns `status`.
 int fail(int status, const char* text);

@@ -53,6 +53,18 @@ const Command kCommands[] = {
      "                          render a template file; values from the\n"
      "                          arguments, then the environment",
      runTemplate},
+    {"run",
+     "run [--shell] [--capture] [--wait SECONDS] [--env NAME=VALUE]...\n"
+     "    COMMAND [ARG...]      run a program; print its output log; exit\n"
+     "                          with its status",
+     runRun},
+    {"mail",
+     "mail --command CMD --to T [--from F] --subject S [--text TEXT]...\n"
+     "    [--attach FILE]... [--tmp DIR] [--keep]\n"
+     "                          compose a mail and send it with CMD (%T the\n"
+     "                          recipients, %B the file); --keep prints the\n"
+     "                          composed file",
+     runMail},
 };
 
 int usage(FILE* out) {
