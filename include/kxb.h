@@ -6,6 +6,8 @@
 #include "kxbblob.h"
 #include "kxbconfigfile.h"
 #include "kxbconfigoptions.h"
+#include "kxbcursor.h"
+#include "kxbcursorwlp.h"
 #include "kxbdatauri.h"
 #include "kxbdatavar.h"
 #include "kxbdate.h"

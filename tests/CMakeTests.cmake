@@ -18,3 +18,23 @@ if(TARGET kxb-dectest)
   set_tests_properties(dectest_unreadable_file PROPERTIES
     PASS_REGULAR_EXPRESSION "cannot read")
 endif()
+
+if(TARGET kxb_tool)
+  # kxb query: rows as CSV, and clear failures for a missing file and bad SQL.
+  add_test(NAME kxb_query_csv
+           COMMAND kxb_tool query :memory: "SELECT 1 AS n, 'a,\"b' AS t, NULL AS z"
+                   --csv)
+  set_tests_properties(kxb_query_csv PROPERTIES
+    PASS_REGULAR_EXPRESSION "^n,t,z\r\n1,\"a,\"\"b\",\r\n$")
+  add_test(NAME kxb_query_table
+           COMMAND kxb_tool query :memory: "SELECT 'é' AS name, 10 AS n UNION ALL SELECT 'long', NULL")
+  set_tests_properties(kxb_query_table PROPERTIES
+    PASS_REGULAR_EXPRESSION "name  n\n----  ----\né     10\nlong  NULL\n\\(2 rows\\)")
+  add_test(NAME kxb_query_missing_file
+           COMMAND kxb_tool query ${CMAKE_CURRENT_BINARY_DIR}/no-such.db "SELECT 1")
+  set_tests_properties(kxb_query_missing_file PROPERTIES WILL_FAIL TRUE)
+  add_test(NAME kxb_query_says_why
+           COMMAND sh -c "$<TARGET_FILE:kxb_tool> query :memory: 'SELEC 1' 2>&1; echo status=$?")
+  set_tests_properties(kxb_query_says_why PROPERTIES
+    PASS_REGULAR_EXPRESSION "kxb: SQL error: near \"SELEC\": syntax error\nstatus=1")
+endif()

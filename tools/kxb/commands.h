@@ -25,6 +25,7 @@ int runUri(int argc, char** argv);
 int runAttrs(int argc, char** argv);
 int runDate(int argc, char** argv);
 int runNow(int argc, char** argv);
+int runQuery(int argc, char** argv);
 int runOverlay(int argc, char** argv);
 // Initialises the library itself (it sets KXEXEC_HOME first).
 int runOptions(int argc, char** argv);

@@ -44,6 +44,10 @@ const Command kCommands[] = {
      "now [--utc] [--iso] [--zone H:M]\n"
      "                          print the current date in every form",
      runNow},
+    {"query",
+     "query DATABASE SQL [--csv]\n"
+     "                          print a query's rows from an SQLite file",
+     runQuery},
     {"overlay",
      "overlay list|set|unset BASE OVERLAY [KEY [VALUE [--comment TEXT]]]\n"
      "                          local overrides over a shared base file",
