@@ -90,6 +90,9 @@ class KxbConfigFile {
   void deleteEntry(const KxbString& key);
 
  private:
+  // The library's own readers of the model (start-up, which reports the
+  // line each option came from).
+  friend struct KxbConfigFileAccess;
   KxbConfigFileData* data_;
 };
 

@@ -29,16 +29,12 @@ const KxbDepsInterface kInterface = {
 extern "C" __attribute__((visibility("default"))) int KxbDepsStartup(
     const char* path) {
   try {
-    if (g_started.load()) {
-      g_lastError = "Dependency library already started";
-      return 1;
-    }
     if (path == nullptr || *path == '\0') {
       g_lastError = "No executable path given to the dependency library";
       return 1;
     }
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) {
+    if (!std::filesystem::exists(path, error)) {
       g_lastError = std::string("Executable path ") + path + " does not exist";
       if (error) g_lastError += ": " + error.message();
       return 1;

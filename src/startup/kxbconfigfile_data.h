@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "kxbconfigfile.h"
 #include "kxbstring.h"
 
 struct KxbConfigLine {
@@ -35,5 +36,26 @@ struct KxbConfigFileData {
   enum class Cursor { kUnset, kAtKey, kAtEnd } cursorState = Cursor::kUnset;
   KxbString cursorKey;
 };
+
+// The model behind a KxbConfigFile (null when its construction ran out of
+// memory).
+struct KxbConfigFileAccess {
+  static KxbConfigFileData* data(KxbConfigFile& file) { return file.data_; }
+};
+
+// The lines one file took in a KxbConfigFile that several files were read
+// into: firstLine to lastLine of the model's numbering.
+struct KxbConfigFileSpan {
+  KxbString path;
+  int32_t firstLine = 0;
+  int32_t lastLine = 0;
+};
+
+// The model line holding the entry's "key=value" text: an entry that took
+// the comment line above it as its own line sits one line lower.
+inline int32_t kxbConfigEntryTextLine(const KxbConfigEntry& entry) {
+  return entry.comment.isNull() || entry.comment.length() == 0 ? entry.line
+                                                               : entry.line + 1;
+}
 
 #endif  // KXB_SRC_STARTUP_KXBCONFIGFILE_DATA_H_

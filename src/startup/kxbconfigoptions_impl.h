@@ -12,6 +12,7 @@
 
 #include "kxbconfigoptions.h"
 #include "kxbstring.h"
+#include "startup/kxbconfigfile_data.h"
 
 class KxbConfigOptionsImpl final : public KxbConfigOptions {
  public:
@@ -29,6 +30,16 @@ class KxbConfigOptionsImpl final : public KxbConfigOptions {
   bool loadDirectory(const KxbString& directory,
                      const KxbString& extension) override;
   KxbString lastError() override;
+
+  // Told, once a directory's combined file has been applied, which lines of
+  // it each file took (start-up records where each option came from).
+  using DirectoryObserver = void (*)(void* context, KxbConfigFile& combined,
+                                     const std::vector<KxbConfigFileSpan>& spans);
+  // loadDirectory, calling `observer` (when not null) after the apply. When
+  // memory for the spans runs out the observer is told of none.
+  bool loadDirectoryObserved(const KxbString& directory,
+                             const KxbString& extension,
+                             DirectoryObserver observer, void* context);
 
   // For callers that hold the store's lock already: the value of `key`
   // without expansion, or null when absent (*found false).

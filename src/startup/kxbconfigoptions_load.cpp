@@ -1,6 +1,8 @@
 // KxbConfigOptionsImpl: loading options from the environment, configuration
 // files and directories of them.
 #include <cstring>
+#include <new>
+#include <vector>
 
 #include "kxbconfigfile.h"
 #include "kxbpath.h"
@@ -60,6 +62,13 @@ bool KxbConfigOptionsImpl::loadConfigFile(KxbConfigFile* file) {
 
 bool KxbConfigOptionsImpl::loadDirectory(const KxbString& directory,
                                          const KxbString& extension) {
+  return loadDirectoryObserved(directory, extension, nullptr, nullptr);
+}
+
+bool KxbConfigOptionsImpl::loadDirectoryObserved(const KxbString& directory,
+                                                 const KxbString& extension,
+                                                 DirectoryObserver observer,
+                                                 void* context) {
   KxbString error;
   KxbDirectoryListing* listing = kxbDirectoryOpen(directory, kFilesOnly, &error);
   if (listing == nullptr) {
@@ -68,14 +77,25 @@ bool KxbConfigOptionsImpl::loadDirectory(const KxbString& directory,
   }
   bool anyExtension = extension.length() == 0;
   KxbConfigFile combined;
+  KxbConfigFileData* model = KxbConfigFileAccess::data(combined);
+  std::vector<KxbConfigFileSpan> spans;
+  bool tracing = observer != nullptr && model != nullptr;
   KxbString name;
   while (listing->next(&name, nullptr)) {
     if (!anyExtension && !hasExtension(name, extension)) continue;
-    if (!combined.read(kxbConcatPath(directory, name))) {
-      setLastError(combined.getErrorMessage());
+    KxbString path = kxbConcatPath(directory, name);
+    int32_t before = tracing ? model->lineCount : 0;
+    if (!combined.read(path)) setLastError(combined.getErrorMessage());
+    if (!tracing || model->lineCount == before) continue;
+    try {
+      spans.push_back(KxbConfigFileSpan{path, before + 1, model->lineCount});
+    } catch (const std::bad_alloc&) {
+      spans.clear();
+      tracing = false;
     }
   }
   loadConfigFile(&combined);
+  if (tracing) observer(context, combined, spans);
   listing->release();
   return true;
 }

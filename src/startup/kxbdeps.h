@@ -10,9 +10,13 @@
 //
 // Entry points (C linkage):
 //   int  KxbDepsStartup(const char* executablePath)
-//        0 on success. Fails (1) when the path is null or empty or names no
-//        existing file; the reason is then available through the interface's
-//        lastError. A second start-up without shutdown is refused (1).
+//        0 on success. `executablePath` is the executable or its directory
+//        (start-up passes BASE/EXE_PATH, by default the directory). Fails
+//        (1) when the path is null or empty or names nothing that exists;
+//        the reason is then available through the interface's lastError.
+//        A start-up run again (the library's start-up may be repeated)
+//        takes the new path; a failed one leaves the started state as it
+//        was.
 //   void KxbDepsShutdown(void)
 //        Ends the started state; harmless when not started.
 //   const KxbDepsInterface* KxbDepsGetInterface(int version)

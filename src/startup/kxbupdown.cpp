@@ -16,6 +16,8 @@
 #include "services/kxbtextio_loader.h"
 #include "startup/kxbconfigstore.h"
 #include "startup/kxbglobals.h"
+#include "startup/kxbstartup_internal.h"
+#include "startup/kxbstartup_origin.h"
 
 namespace {
 
@@ -38,6 +40,8 @@ struct DependencyLibrary {
 } g_deps;
 
 bool g_errorLocationSet = false;
+// Start-up opened the message catalogue; shutdown closes it.
+bool g_startupHoldsCatalogue = false;
 
 kxLogger* baseLogger() { return kxlogGetLogger("KX.Base"); }
 
@@ -125,6 +129,12 @@ bool kxbLoadDependencyLibrary(const char* directory) {
 }
 
 const char* kxbDependencyError() { return g_deps.error; }
+
+char* kxbStartupErrorBuffer() { return g_deps.error; }
+
+bool kxbStartupHoldsCatalogue() { return g_startupHoldsCatalogue; }
+
+void kxbStartupSetHoldsCatalogue(bool holds) { g_startupHoldsCatalogue = holds; }
 
 KxbDepsStartupFn kxbDependencyStartup() {
   return g_deps.handle != nullptr ? g_deps.startup : nullptr;
@@ -237,6 +247,7 @@ extern "C" void kxbShutdown(void) {
   kxlogWrite(log, KXLOG_TRACE, kUnit, __LINE__,
              "kxbShutdown destroying config opts");
   kxbDestroyConfigOptionStore();
+  kxbOriginForget();
   kxlogWrite(log, KXLOG_TRACE, kUnit, __LINE__,
              "kxbShutdown tossing text file support");
   kxbUnloadTextIO();
@@ -245,6 +256,7 @@ extern "C" void kxbShutdown(void) {
   kxlogWrite(log, KXLOG_TRACE, kUnit, __LINE__,
              "kxbShutdown terminating message file support");
   kxmsg112_terminate();
+  g_startupHoldsCatalogue = false;
   KxbGlobals& globals = kxbGlobals();
   kxlogWrite(log, KXLOG_TRACE, kUnit, __LINE__,
              "kxbShutdown destroying global mutex");

@@ -5,6 +5,8 @@
 #ifndef KXB_TOOLS_KXB_COMMANDS_H_
 #define KXB_TOOLS_KXB_COMMANDS_H_
 
+#include <string>
+
 namespace kxb_tool {
 
 struct Command {
@@ -27,6 +29,12 @@ int runQuery(int argc, char** argv);
 int runTemplate(int argc, char** argv);
 int runRun(int argc, char** argv);
 int runMail(int argc, char** argv);
+int runOverlay(int argc, char** argv);
+// Initialises the library itself (it sets KXEXEC_HOME first).
+int runOptions(int argc, char** argv);
+
+// The path the library is initialised with (main.cpp).
+std::string hostPath();
 
 // Prints "kxb: <text>" to standard error and returns `status`.
 int fail(int status, const char* text);

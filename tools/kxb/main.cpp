@@ -65,11 +65,28 @@ const Command kCommands[] = {
      "                          recipients, %B the file); --keep prints the\n"
      "                          composed file",
      runMail},
+    {"overlay",
+     "overlay list|set|unset BASE OVERLAY [KEY [VALUE [--comment TEXT]]]\n"
+     "                          local overrides over a shared base file",
+     runOverlay},
+};
+
+// Commands that initialise and start the library themselves, as a host.
+const Command kHostCommands[] = {
+    {"options",
+     "options [--home DIR] [--user DIR] [--file F]... [--set KEY=VALUE]...\n"
+     "        [--origin] [KEY...]\n"
+     "                          start up as a host and print the effective\n"
+     "                          options (with --origin, where each came from)",
+     runOptions},
 };
 
 int usage(FILE* out) {
   std::fputs("usage: kxb COMMAND [ARGS...]\ncommands:\n", out);
   for (const Command& command : kCommands) {
+    std::fprintf(out, "  %s\n", command.usage);
+  }
+  for (const Command& command : kHostCommands) {
     std::fprintf(out, "  %s\n", command.usage);
   }
   return out == stdout ? 0 : 2;
@@ -114,6 +131,11 @@ int main(int argc, char** argv) {
     int status = command.run(argc - 2, argv + 2);
     kxbShutdown();
     return status;
+  }
+  for (const Command& command : kHostCommands) {
+    if (std::strcmp(argv[1], command.name) == 0) {
+      return command.run(argc - 2, argv + 2);
+    }
   }
   std::fprintf(stderr, "kxb: unknown command '%s'\n", argv[1]);
   return usage(stderr);

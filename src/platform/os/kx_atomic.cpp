@@ -17,8 +17,21 @@ extern "C" kxLock kxLockCreate(int initiallyHeld, int readerWriter) {
   kxLockImpl* lock = new (std::nothrow) kxLockImpl;
   if (lock == nullptr) return nullptr;
   lock->readerWriter = readerWriter != 0;
-  int rc = lock->readerWriter ? pthread_rwlock_init(&lock->rwlock, nullptr)
-                              : pthread_mutex_init(&lock->mutex, nullptr);
+  int rc;
+  if (lock->readerWriter) {
+    rc = pthread_rwlock_init(&lock->rwlock, nullptr);
+  } else {
+    // Recursive, like the critical sections the library was written for:
+    // start-up holds the global mutex while it raises assertions, whose
+    // dispatch takes the same mutex.
+    pthread_mutexattr_t attributes;
+    rc = pthread_mutexattr_init(&attributes);
+    if (rc == 0) {
+      rc = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+      if (rc == 0) rc = pthread_mutex_init(&lock->mutex, &attributes);
+      pthread_mutexattr_destroy(&attributes);
+    }
+  }
   if (rc != 0) {
     delete lock;
     return nullptr;

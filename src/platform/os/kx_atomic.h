@@ -8,6 +8,8 @@
 // chosen by the two arguments of kxLockCreate:
 //   kxLockCreate(0, 0)  a plain mutex, free
 //   kxLockCreate(1, 0)  a plain mutex, already held by the calling thread
+// A plain mutex is recursive: the thread holding it may take it again and
+// then releases it as often as it took it.
 //   kxLockCreate(0, 1)  a reader-writer lock, free
 //   kxLockCreate(1, 1)  a reader-writer lock, held exclusively by the caller
 // kxLockGet(lock, exclusive, wait): exclusive 1 takes the lock alone, 0 shares

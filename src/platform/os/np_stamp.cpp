@@ -4,9 +4,23 @@
 #include <sys/random.h>
 #include <time.h>
 
+#include <atomic>
 #include <cstdio>
+#include <mutex>
 
 namespace {
+
+// Safe mode: nanoseconds added to the raw clock so that it continues the
+// monotonic clock where the switch happened. Written once, before the flag.
+std::atomic<bool> g_safeMode{false};
+__int128 g_rawOffset = 0;
+std::mutex g_switchMutex;
+
+__int128 nanosOf(clockid_t clock) {
+  struct timespec ts;
+  clock_gettime(clock, &ts);
+  return static_cast<__int128>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
+}
 
 // Brings every field of a duration into 0..999 (or -999..0 for a negative
 // one), working from a total in millionths.
@@ -25,6 +39,12 @@ __int128 toMicros(const np_duration* d) {
 }  // namespace
 
 extern "C" void np_stamp_current(np_stamp* now) {
+  if (g_safeMode.load(std::memory_order_acquire)) {
+    __int128 nanos = nanosOf(CLOCK_MONOTONIC_RAW) + g_rawOffset;
+    now->seconds = static_cast<int64_t>(nanos / 1000000000);
+    now->nanoseconds = static_cast<int64_t>(nanos % 1000000000);
+    return;
+  }
   struct timespec ts;
   clock_gettime(CLOCK_MONOTONIC, &ts);
   now->seconds = ts.tv_sec;
@@ -67,7 +87,22 @@ extern "C" void np_duration_diff(const np_duration* a, const np_duration* b,
   normalise(toMicros(a) - toMicros(b), out);
 }
 
-extern "C" void np_stamp_set_safe_mode(void) {}
+extern "C" void np_stamp_set_safe_mode(void) {
+  std::lock_guard<std::mutex> hold(g_switchMutex);
+  if (g_safeMode.load(std::memory_order_relaxed)) return;
+  struct timespec probe;
+  if (clock_gettime(CLOCK_MONOTONIC_RAW, &probe) != 0) return;
+  // The raw clock is read before the monotonic one, so the offset errs
+  // towards the later reading: a stamp taken after the switch is never
+  // earlier than one taken before it.
+  __int128 raw = nanosOf(CLOCK_MONOTONIC_RAW);
+  g_rawOffset = nanosOf(CLOCK_MONOTONIC) - raw;
+  g_safeMode.store(true, std::memory_order_release);
+}
+
+extern "C" int np_stamp_safe_mode(void) {
+  return g_safeMode.load(std::memory_order_acquire) ? 1 : 0;
+}
 
 extern "C" int np_uniq_s64(char* buffer, int size) {
   if (buffer == nullptr || size < 37) {

@@ -2,7 +2,12 @@
 //
 // A stamp is a reading of the monotonic clock (CLOCK_MONOTONIC): seconds and
 // nanoseconds since an unspecified start, only meaningful against another
-// stamp of the same process. A duration is whole seconds, then thousandths
+// stamp of the same process. That clock never steps when the system's time
+// is set, but it is slewed (run slightly fast or slow) while time
+// synchronisation corrects the system clock. In safe mode stamps come from
+// the raw hardware clock instead (CLOCK_MONOTONIC_RAW), which nothing
+// adjusts, shifted so that the sequence of stamps stays continuous and never
+// goes back across the switch. A duration is whole seconds, then thousandths
 // and millionths of a second (each 0..999 for a normalised value; the sign of
 // a negative duration is carried by every field), in 16 bytes.
 #ifndef KXB_PLATFORM_NP_STAMP_H_
@@ -33,9 +38,13 @@ void np_stamp_diff(const np_stamp* earlier, const np_stamp* later,
 // a - b of two durations, normalised.
 void np_duration_diff(const np_duration* a, const np_duration* b,
                       np_duration* out);
-// Makes later stamps avoid the system's clock adjustments (a no-op on a
-// monotonic clock; kept so start-up can call it).
+// Switches the process to safe mode (above) for every later stamp; further
+// calls change nothing. Start-up calls it when BASE/HIGH_PRECISION_TIMER is
+// set. Thread-safe. Where the raw clock cannot be read the monotonic clock
+// stays in use and np_stamp_safe_mode reports 0.
 void np_stamp_set_safe_mode(void);
+// 1 once safe mode is in force, else 0.
+int np_stamp_safe_mode(void);
 
 // The wall clock: seconds and nanoseconds since 1970-01-01 00:00 UTC.
 // 0, or the system's error number (now is then left as it was).
