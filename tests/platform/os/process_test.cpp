@@ -272,4 +272,26 @@ TEST(Process, WaitBoundRunsOutAndTheAbandonedChildIsReaped) {
   for (int child : pids) EXPECT_EQ("", awaitGone(child)) << "pid " << child;
 }
 
+TEST(Process, ChildrenAbandonedFromSeveralThreadsAreAllReaped) {
+  std::vector<int> pids(16, 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &pids] {
+      const char* argv[] = {"/bin/sleep", "0.1", nullptr};
+      for (int i = 0; i < 4; ++i) {
+        np_proc* proc = nullptr;
+        if (np_proc_execute(argv, 0, nullptr, nullptr, &proc) == 0) {
+          pids[t * 4 + i] = np_proc_pid(proc);
+        }
+        np_proc_destroy(proc);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int pid : pids) {
+    ASSERT_GT(pid, 0);
+    EXPECT_EQ("", awaitGone(pid)) << "pid " << pid;
+  }
+}
+
 }  // namespace
