@@ -54,7 +54,7 @@ TEST(AStack, LastInFirstOutWithChains) {
 TEST(AStack, ThreadsNeverShareOrLoseANode) {
   constexpr int kNodes = 64;
   constexpr int kThreads = 8;
-  constexpr int kRounds = 20000;
+  constexpr int kRounds = 60000;
   rkAStack stack;
   rkAStackInit(&stack);
   std::vector<Node> nodes(kNodes);
