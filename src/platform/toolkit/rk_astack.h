@@ -7,7 +7,10 @@
 // it by one double-width compare-and-swap, so a node popped and pushed again
 // between another thread's read and its swap (the ABA problem) cannot corrupt
 // the list. Nodes must stay readable while they may be on the stack (memory is
-// returned to the system only after rkAStackDestroy).
+// returned to the system only after rkAStackDestroy). A caller that links
+// popped nodes itself (for rkAStackPushChain) writes each link word with a
+// relaxed atomic store (__atomic_store_n): a thread that lost the race for a
+// node may still be reading that word.
 #ifndef KXB_PLATFORM_RK_ASTACK_H_
 #define KXB_PLATFORM_RK_ASTACK_H_
 

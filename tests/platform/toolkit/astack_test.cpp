@@ -54,7 +54,7 @@ TEST(AStack, LastInFirstOutWithChains) {
 TEST(AStack, ThreadsNeverShareOrLoseANode) {
   constexpr int kNodes = 64;
   constexpr int kThreads = 8;
-  constexpr int kRounds = 20000;
+  constexpr int kRounds = 60000;
   rkAStack stack;
   rkAStackInit(&stack);
   std::vector<Node> nodes(kNodes);
@@ -81,7 +81,10 @@ TEST(AStack, ThreadsNeverShareOrLoseANode) {
         for (Node* n : held) n->holders.fetch_sub(1);
         if (held.size() >= 2 && round % 3 == 0) {
           for (size_t i = 0; i + 1 < held.size(); ++i) {
-            held[i]->link.next = &held[i + 1]->link;
+            // Relaxed atomic, as the stack asks: a thread that lost the
+            // race for this node may still read its link.
+            __atomic_store_n(&held[i]->link.next, &held[i + 1]->link,
+                             __ATOMIC_RELAXED);
           }
           rkAStackPushChain(&stack, held.front(), held.back());
         } else {
