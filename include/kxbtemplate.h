@@ -30,7 +30,12 @@
 // error text (when one is given): 444 memory, 1420 variable index out of
 // range, 1666 duplicate name, 1758 single closing character, 1759 unexpected
 // end of text, 1760 bad character in a name, 1762 variable not found, 1763
-// empty name.
+// empty name. Parse errors give the line where they occur (1666 and 1759
+// none). 1760 names the opening character found in a name, or a blank for
+// any white space. 1759 names "'}'" when the text ends inside a name or
+// after a single closing character and "'{' or character" when it ends
+// right after an opening character, whichever bracket was used: these texts
+// are kept as they have always read.
 //
 // Records go to the loggers "KX.Base.Template.TokenConstant" ("Appending:
 // '%s'", level 2) and "KX.Base.Template.TokenVariable" ("Looking up

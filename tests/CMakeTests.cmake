@@ -51,4 +51,30 @@ if(TARGET kxb_tool)
                    --subject s --text hello --keep)
   set_tests_properties(kxb_mail_shows_the_composed_file PROPERTIES
     PASS_REGULAR_EXPRESSION "hello\r\n--KX_EMAIL_00--\r\n")
+  # kxb template: values from the arguments, then the environment; optional
+  # variables without a value render empty; a required one without a value
+  # and a parse error fail with a message naming the variable or the line.
+  set(KXB_TEMPLATE_DATA ${CMAKE_CURRENT_SOURCE_DIR}/services/data)
+  add_test(NAME kxb_template_renders
+           COMMAND kxb_tool template ${KXB_TEMPLATE_DATA}/greeting.tmpl
+                   name=Ann)
+  set_tests_properties(kxb_template_renders PROPERTIES
+    ENVIRONMENT "id=42"
+    PASS_REGULAR_EXPRESSION "^Dear Ann,\nyour  order {#42} ships.\n$")
+  add_test(NAME kxb_template_takes_empty_environment_values
+           COMMAND kxb_tool template ${KXB_TEMPLATE_DATA}/greeting.tmpl
+                   name=Ann title=Dr)
+  set_tests_properties(kxb_template_takes_empty_environment_values PROPERTIES
+    ENVIRONMENT "id="
+    PASS_REGULAR_EXPRESSION "^Dear Ann,\nyour Dr order {#} ships.\n$")
+  add_test(NAME kxb_template_fails_without_a_required_value
+           COMMAND kxb_tool template ${KXB_TEMPLATE_DATA}/greeting.tmpl)
+  set_tests_properties(kxb_template_fails_without_a_required_value PROPERTIES
+    PASS_REGULAR_EXPRESSION "no value for the required variable 'name'")
+  add_test(NAME kxb_template_reports_the_line_of_a_parse_error
+           COMMAND kxb_tool template ${KXB_TEMPLATE_DATA}/single_closer.tmpl)
+  set_tests_properties(kxb_template_reports_the_line_of_a_parse_error
+    PROPERTIES
+    ENVIRONMENT "KAXEL_ERROR_LOCATION=${PROJECT_SOURCE_DIR}/share/msg"
+    PASS_REGULAR_EXPRESSION "single_closer.tmpl: Single closing character '}' followed by \"x\" at line 2")
 endif()

@@ -70,6 +70,12 @@ size_t characterBytes(std::string_view text, size_t i) {
   return size;
 }
 
+// The bytes of `s`; comparing them orders names as KxbString::compare does
+// (unsigned bytes), without its per-character work.
+std::string_view bytesOf(const KxbString& s) {
+  return std::string_view(s.asCstr(), static_cast<size_t>(s.cStrSize() - 1));
+}
+
 // *out = exactly these bytes (a fresh body); false when memory ran out.
 bool copyBytes(std::string_view bytes, KxbString* out) {
   out->setNull();
@@ -126,7 +132,8 @@ bool TokenVariable::render(KxbString& output, KxbString* error) {
     kxlogWrite(logger, KXLOG_PROGRESS, kUnit, __LINE__,
                "Looking up variable: '%s'", name_.asCstr());
   }
-  KxbTemplateVariable* variable = owner_->findVariable(name_);
+  KxbTemplateVariable* variable =
+      variable_ != nullptr ? variable_ : owner_->findVariable(name_);
   if (variable == nullptr) {
     KXB_TEMPLATE_ERROR(error, kNotFound, name_.asCstr());
     kxlogWrite(logger, KXLOG_RECOVERABLE, kUnit, __LINE__,
@@ -279,6 +286,7 @@ bool KxbTemplateImpl::Parser::takeName(size_t to) {
   bool found = false;
   const int slot = owner_->variableSlot(name, &found);
   if (found) {
+    token->bind(owner_->variables_[slot]);
     KXB_TEMPLATE_ERROR(error_, kDuplicateName, name.asCstr());
     return false;
   }
@@ -292,6 +300,7 @@ bool KxbTemplateImpl::Parser::takeName(size_t to) {
     KXB_TEMPLATE_ERROR(error_, kOutOfMemory);
     return false;
   }
+  token->bind(variable);
   return true;
 }
 
@@ -328,9 +337,7 @@ bool KxbTemplateImpl::parse(const KxbString& text, KxbString* error) {
   clear();
   source_ = text;
   if (error != nullptr) error->setNull();
-  const std::string_view bytes(source_.asCstr(),
-                               static_cast<size_t>(source_.cStrSize() - 1));
-  return Parser(this, bytes, error).run();
+  return Parser(this, bytesOf(source_), error).run();
 }
 
 KxbString KxbTemplateImpl::render(KxbString* error) {
@@ -363,7 +370,7 @@ int KxbTemplateImpl::variableSlot(const KxbString& name, bool* found) const {
   int high = variableCount_;
   while (low < high) {
     const int middle = low + (high - low) / 2;
-    const int order = variables_[middle]->name.compare(name);
+    const int order = bytesOf(variables_[middle]->name).compare(bytesOf(name));
     if (order == 0) {
       *found = true;
       return middle;

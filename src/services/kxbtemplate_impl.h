@@ -56,17 +56,25 @@ class TokenConstant : public TemplateToken {
   KxbString text_;
 };
 
-// A variable, looked up in its template's table when rendered.
+// A variable, looked up in its template's table when rendered. The parser
+// binds the token to its record once the record is in the table (records
+// live until the next parse, which also deletes the tokens), so rendering
+// skips the search; an unbound token searches by name.
 class TokenVariable : public TemplateToken {
  public:
   TokenVariable(const KxbString& name, KxbTemplateImpl* owner)
       : name_(name), owner_(owner) {}
   bool render(KxbString& output, KxbString* error) override;
-  void setText(const KxbString& text) override { name_ = text; }
+  void setText(const KxbString& text) override {
+    name_ = text;
+    variable_ = nullptr;
+  }
+  void bind(KxbTemplateVariable* variable) { variable_ = variable; }
 
  private:
   KxbString name_;
   KxbTemplateImpl* owner_;
+  KxbTemplateVariable* variable_ = nullptr;  // null: not bound
 };
 
 class KxbTemplateImpl final : public KxbTemplate, public KxbTemplatePooled {
