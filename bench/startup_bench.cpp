@@ -66,7 +66,7 @@ const fs::path& home(int keys) {
   }
   write(root / "etc/macros.cfg", "SITE/NAME=bench\n");
   write(root / "etc/logging.cfg",
-        "level = 3\ndestination = file:" + (root / "kxb.log").string() + "\n");
+        "level = 4\ndestination = file:" + (root / "kxb.log").string() + "\n");
   std::string catalogue = "444 Base Services message catalogue\n";
   for (int i = 1; i < 400; ++i) {
     catalogue += std::to_string(1000 + i) + " Fragment text number " +
