@@ -36,6 +36,17 @@ $ cat job.cfg   (comments and blank lines kept)
 cat "$work/job.cfg"
 
 echo
+echo "== start-up: the sample installation in examples/home, as a host sees it"
+printf '\n$ kxb options --home examples/home --origin APP/REPORTS SITE/NAME BASE/AUTH_SERVER_LOC\n'
+"$kxb" options --home "$here/examples/home" --origin APP/REPORTS SITE/NAME \
+  BASE/AUTH_SERVER_LOC 2>/dev/null
+printf '\n$ kxb options --home examples/home --set APP/NAME=payroll APP/REPORTS\n'
+"$kxb" options --home "$here/examples/home" --set APP/NAME=payroll APP/REPORTS \
+  2>/dev/null
+step overlay set "$work/job.cfg" "$work/local.cfg" JOB/BATCH 50 --comment "smaller batches here"
+step overlay list "$work/job.cfg" "$work/local.cfg"
+
+echo
 echo "== exact decimals: 52 significant digits, no binary rounding"
 step decimal "0.1 + 0.2"
 step decimal "round(1234.565 * (1 + 0.19), 2)"

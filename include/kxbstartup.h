@@ -40,6 +40,8 @@
 #ifndef KXB_INCLUDE_KXBSTARTUP_H_
 #define KXB_INCLUDE_KXBSTARTUP_H_
 
+class KxbStringCursor;
+
 extern "C" {
 
 typedef void (*KxbAssertionHandler)(const char* message, const char* file,
@@ -125,6 +127,32 @@ int kxbStartupAddOption(const char* key, const char* value,
 // parse options string."; 2 "Failed to retrieve parsed option." (the ones
 // queued before it stay queued).
 int kxbStartupAddParsedOptions(const char* text, const char** errorMessage);
+
+// Sets the effective option set's keys from `options` (column 0 the key,
+// column 1 the value), every row from the first. Meant for after start-up;
+// the cursor stays the caller's. 0 on success; 1 when the library is not
+// initialised, `options` is null or has fewer than two columns, or reading
+// it fails (with the cursor's message); rows applied before a failure stay
+// applied. Under the global mutex.
+int kxbStartupSetOptions(KxbStringCursor* options, const char** errorMessage);
+// Removes from the effective set every key of column 0 of `keys`; absent
+// keys are ignored. Results as kxbStartupSetOptions (one column needed).
+int kxbStartupDeleteOptions(KxbStringCursor* keys, const char** errorMessage);
+// Parses `text` as kxbStartupAddParsedOptions does and sets the result in
+// the effective set at once (a bare word: the key with a null value). On
+// success *options (when not null) receives a row-set string cursor
+// (kxbcursorwlp.h) with the columns "name" and "value", one row per
+// attribute applied, positioned before its first row; the caller releases
+// it. On failure *options is null and the result is 1, or 2 for "Failed to
+// retrieve parsed option."; the texts: "Failed to parse options string.",
+// "Failed to create options cursors.", "Failed to create columns.",
+// "Failed to initialize row.", "Failed to finalize row.", "Failed to
+// retrieve parsed option.", "Failed to finalize rows." (and "Out of memory
+// while reaching the options." when even the set cannot be reached; the
+// library not being initialised is also a failure). Attributes applied
+// before a failure stay applied. Under the global mutex.
+int kxbStartupSetParsedOptions(const char* text, KxbStringCursor** options,
+                               const char** errorMessage);
 
 // The user directory start-up reads a second "app.cfg", "macros/" and
 // "macros.cfg" from (at most 259 bytes are kept). Under the global mutex.

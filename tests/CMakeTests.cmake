@@ -78,3 +78,36 @@ if(TARGET kxb_tool)
     ENVIRONMENT "KAXEL_ERROR_LOCATION=${PROJECT_SOURCE_DIR}/share/msg"
     PASS_REGULAR_EXPRESSION "single_closer.tmpl: Single closing character '}' followed by \"x\" at line 2")
 endif()
+
+if(TARGET kxb_tool)
+  # kxb options on the sample installation home: a key's expanded value and
+  # the macros file it came from; a failed start-up exits non-zero.
+  add_test(NAME kxb_options_origin
+           COMMAND kxb_tool options --home ${PROJECT_SOURCE_DIR}/examples/home
+                   --origin APP/REPORTS)
+  set_tests_properties(kxb_options_origin PROPERTIES
+    ENVIRONMENT "KAXEL_ERROR_LOCATION="
+    PASS_REGULAR_EXPRESSION
+      "APP/REPORTS=/srv/invoices/data/reports\t# macros directory file [^\n]*/etc/macros/10-paths.cfg, line 2")
+  add_test(NAME kxb_options_masks_and_queues
+           COMMAND kxb_tool options --home ${PROJECT_SOURCE_DIR}/examples/home
+                   --set APP/NAME=payroll --origin)
+  set_tests_properties(kxb_options_masks_and_queues PROPERTIES
+    PASS_REGULAR_EXPRESSION
+      "APP/NAME=payroll\t# queued option.*BASE/AUTH_SERVER_LOC=host=auth.example.com,pass=\\*\\*\\*\\*\\*\\*\\*\\*,port=8561")
+  add_test(NAME kxb_options_failed_startup
+           COMMAND kxb_tool options --home ${PROJECT_SOURCE_DIR}/examples/home
+                   --set BASE/LOGCONFIG_PATH=/no/such/logging.cfg)
+  set_tests_properties(kxb_options_failed_startup PROPERTIES WILL_FAIL TRUE)
+  # kxb overlay: an override is written to the overlay only and removed
+  # again, leaving the base untouched.
+  add_test(NAME kxb_overlay_round_trip
+           COMMAND sh -c "set -e; d=$(mktemp -d); trap 'rm -rf $d' EXIT; \
+printf 'a=1\\nb=2\\n' > $d/base.cfg; \
+$<TARGET_FILE:kxb_tool> overlay set $d/base.cfg $d/local.cfg a 9 --comment mine; \
+$<TARGET_FILE:kxb_tool> overlay list $d/base.cfg $d/local.cfg | grep -q '^a=9.*overlay (base: 1)'; \
+grep -q '^#mine' $d/local.cfg; grep -qx 'a=1' $d/base.cfg; \
+$<TARGET_FILE:kxb_tool> overlay unset $d/base.cfg $d/local.cfg a; \
+$<TARGET_FILE:kxb_tool> overlay list $d/base.cfg $d/local.cfg | grep -q '^a=1.*# base'; \
+! $<TARGET_FILE:kxb_tool> overlay unset $d/base.cfg $d/local.cfg b")
+endif()

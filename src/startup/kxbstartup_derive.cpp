@@ -44,18 +44,30 @@ KxbString withoutTrailingSeparator(const KxbString& path) {
   return path;
 }
 
-// The options whose keys begin with `prefix` (ASCII, any case): calls
-// fn(rest of the key, expanded value) for each, in insertion order.
+// True when `key` begins with the ASCII `prefix`, ignoring case.
+bool hasPrefix(const KxbString& key, const char* prefix) {
+  if (key.isNull()) return false;
+  const char* text = key.asCstr();
+  for (; *prefix != '\0'; ++prefix, ++text) {
+    char c = *text;
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (c != *prefix) return false;
+  }
+  return true;
+}
+
+// The options whose keys begin with `prefix` (upper-case ASCII, matched in
+// any case): calls fn(rest of the key, expanded value) for each, in
+// insertion order. Only the matching values are expanded.
 template <typename Fn>
 void forEachPrefixed(const KxbStartupRun& run, const char* prefix, Fn fn) {
-  const KxbString start(prefix, true);
-  const int length = start.length();
+  const unsigned length = static_cast<unsigned>(std::strlen(prefix));
   KxbString key;
   KxbString value;
-  for (unsigned i = 0; run.options->getOptionAt(i, &key, &value, true); ++i) {
-    if (key.length() < length) continue;
-    if (key.mid(0, length).compare(start, false) != 0) continue;
-    fn(key.mid(static_cast<unsigned>(length)), value);
+  for (unsigned i = 0; run.options->getOptionAt(i, &key, nullptr, false); ++i) {
+    if (!hasPrefix(key, prefix)) continue;
+    run.options->getOptionAt(i, nullptr, &value, true);
+    fn(key.mid(length), value);
   }
 }
 

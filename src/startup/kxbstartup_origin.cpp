@@ -3,7 +3,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
+#include <string>
+#include <unordered_map>
 #include <mutex>
 #include <new>
 #include <string>
@@ -14,20 +15,42 @@
 namespace {
 
 struct Origin {
+  KxbString key;  // as recorded
   int kind = KXB_ORIGIN_PROGRAM;
   int line = 0;
   KxbString source;
   KxbString value;  // the value the source set
 };
 
+// Records are found by the key folded to lower case (ASCII letters only for
+// an ASCII key, Unicode lower case otherwise). Two keys the option set takes
+// as equal but that fold apart (only possible outside ASCII, "STRASSE" and
+// "Straße") are matched by a walk that compares as the set does.
 struct Records {
   std::mutex mutex;
-  std::map<KxbString, Origin, KxbStringLessInsensitive> byKey;
+  std::unordered_map<std::string, Origin> byKey;
+  size_t nonAsciiKeys = 0;
 };
 
 Records& records() {
   static Records* r = new Records;
   return *r;
+}
+
+// The folded form of `key`; *ascii tells whether it was plain ASCII.
+std::string fold(const KxbString& key, bool* ascii) {
+  const char* text = key.isNull() ? "" : key.asCstr();
+  std::string folded(text);
+  *ascii = true;
+  for (char& c : folded) {
+    if (static_cast<unsigned char>(c) >= 0x80) *ascii = false;
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  }
+  if (!*ascii) {
+    KxbString lowered = key;
+    if (lowered.lowercase() && !lowered.isNull()) folded = lowered.asCstr();
+  }
+  return folded;
 }
 
 // Null and empty differ; otherwise byte for byte.
@@ -39,11 +62,27 @@ bool sameValue(const KxbString& a, const KxbString& b) {
 // Caller holds the mutex.
 void recordLocked(Records& r, const KxbString& key, const KxbString& value,
                   int kind, const KxbString& source, int line) {
-  Origin& origin = r.byKey[key];
+  bool ascii = true;
+  auto [entry, added] = r.byKey.try_emplace(fold(key, &ascii));
+  if (added && !ascii) ++r.nonAsciiKeys;
+  Origin& origin = entry->second;
+  origin.key = key;
   origin.kind = kind;
   origin.line = line;
   origin.source = source;
   origin.value = value;
+}
+
+// Caller holds the mutex. Null when there is no record.
+const Origin* findLocked(const Records& r, const KxbString& key) {
+  bool ascii = true;
+  auto found = r.byKey.find(fold(key, &ascii));
+  if (found != r.byKey.end()) return &found->second;
+  if (r.nonAsciiKeys == 0) return nullptr;
+  for (const auto& [folded, origin] : r.byKey) {
+    if (origin.key.compare(key, false) == 0) return &origin;
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -86,6 +125,7 @@ void kxbOriginForget() {
   Records& r = records();
   std::lock_guard<std::mutex> hold(r.mutex);
   r.byKey.clear();
+  r.nonAsciiKeys = 0;
 }
 
 extern "C" int kxbStartupGetOptionOrigin(const char* key,
@@ -100,14 +140,12 @@ extern "C" int kxbStartupGetOptionOrigin(const char* key,
   Records& r = records();
   {
     std::lock_guard<std::mutex> hold(r.mutex);
-    auto record = r.byKey.find(name);
-    if (record != r.byKey.end() && sameValue(record->second.value, current)) {
-      found.kind = record->second.kind;
-      found.line = record->second.line;
+    const Origin* record = findLocked(r, name);
+    if (record != nullptr && sameValue(record->value, current)) {
+      found.kind = record->kind;
+      found.line = record->line;
       std::snprintf(found.source, sizeof found.source, "%s",
-                    record->second.source.isNull()
-                        ? ""
-                        : record->second.source.asCstr());
+                    record->source.isNull() ? "" : record->source.asCstr());
     }
   }
   *origin = found;

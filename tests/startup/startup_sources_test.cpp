@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "kxbb.h"
 #include "kxbconfigoptions.h"
 #include "kxbstartup.h"
 #include "kxlog.h"
@@ -213,19 +214,24 @@ TEST(StartupSources, SeveralThreadsQueueAtOnce) {
 
 TEST(StartupSources, RepeatedStartupReadsEverySourceAgain) {
   kxb_test::StartupHome home;
-  home.write("home/etc/app.cfg", "a=1\n");
+  home.write("home/etc/app.cfg", "a=1\nBASE/TEMP=" + home.root() + "\n");
   KXB_IN_FRESH_PROCESS([&] {
     ASSERT_TRUE(home.initialise());
     const char* error = nullptr;
     kxbStartupAddOption("q", "queued", &error);
     ASSERT_EQ(0, kxbStartup(&error, 0)) << error;
+    EXPECT_STREQ(home.root().c_str(), kxbbGetTempPath());
     EXPECT_EQ("1", effectiveOption("a"));
     std::string macros = effectiveOption("BASE/MACROS_PATH");
 
-    home.write("home/etc/app.cfg", "a=2\nb=new\nq=file\n");
+    home.write("home/etc/app.cfg", "a=2\nb=new\nq=file\nBASE/TEMP=/tmp\n");
     kxbGetConfigOptions(KxbString(""))->setOption(KxbString("kept"),
                                                   KxbString("yes"));
+    kxb_test::LogCapture capture;
     ASSERT_EQ(0, kxbStartup(&error, 0)) << error;
+    // The base layer keeps the first temporary directory.
+    EXPECT_TRUE(capture.hasRecord(
+        "ZK Utility path is already set to '" + home.root() + "'.", KXLOG_NOTABLE));
     EXPECT_EQ(2u, kxbGetBootLevel());
     EXPECT_EQ("2", effectiveOption("a"));
     EXPECT_EQ("new", effectiveOption("b"));
