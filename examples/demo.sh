@@ -1,70 +1,80 @@
 #!/bin/sh
-# The demo: a small batch job run with the kxb program, showing the library
-# at work on text, configuration, exact decimals, dates, identifiers and
-# catalogue messages. Usage: demo.sh BIN_DIR
+# The demo: the library's typical path, end to end. The batch runner
+# (kxb-batch) starts the library from the sample installation in
+# examples/home, reads its job from the effective options, totals the
+# orders of a "kxd://" data source per region with exact decimals, renders
+# one report per region from a template on the thread pool, and mails them
+# through msmtp to a real SMTP server that this script starts on 127.0.0.1
+# and stops afterwards. Usage: demo.sh BIN_DIR
 set -eu
 bin=$(cd "$1" && pwd)
+bin_arg=$1
 here=$(cd "$(dirname "$0")/.." && pwd)
-export KAXEL_ERROR_LOCATION="$here/share/msg"
-kxb="$bin/kxb"
+home="$here/examples/home"
+warehouse=$(cd "$bin/../examples" && pwd)/warehouse.db
 work=$(mktemp -d "${TMPDIR:-/tmp}/kxb-demo.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+sink=""
+cleanup() {
+  if [ -n "$sink" ]; then kill "$sink" 2>/dev/null || true; wait "$sink" || true; fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
 
-step() { printf '\n$ kxb %s\n' "$*"; "$kxb" "$@"; }
+/usr/bin/python3 "$here/examples/smtp-sink.py" "$work/inbox" "$work/port" 300 &
+sink=$!
+tries=0
+until [ -s "$work/port" ]; do
+  tries=$((tries + 1))
+  if [ $tries -gt 200 ]; then echo "demo: the SMTP server did not start" >&2; exit 1; fi
+  sleep 0.05
+done
+SMTP_PORT=$(cat "$work/port")
+export SMTP_PORT
 
-echo "== text: UTF-8 strings, full case mapping, UTF-16 at the boundary"
-step case upper "Grüße aus Straßburg"
-step wide "a€𝄞"
-step uuid
+# What the operator passes on the command line: where this machine keeps the
+# warehouse, and where the reports and scratch files go.
+set -- --set "DATASOURCE/warehouse/PATH=$warehouse" \
+       --set "JOB/OUTPUT=$work/reports" --set "BASE/TEMP=$work"
 
-echo
-echo "== configuration: a job's settings file, edited in place"
-cat > "$work/job.cfg" <<'CFG'
-# nightly invoice run
-JOB/NAME=invoices
-JOB/CURRENCY=EUR
-
-# rates in force since January
-RATES/VAT=0.19
-CFG
-step config set "$work/job.cfg" JOB/BATCH 500
-step config get "$work/job.cfg" rates/vat
-step config list "$work/job.cfg"
-printf '
-$ cat job.cfg   (comments and blank lines kept)
-'
-cat "$work/job.cfg"
-
-echo
-echo "== start-up: the sample installation in examples/home, as a host sees it"
-printf '\n$ kxb options --home examples/home --origin APP/REPORTS SITE/NAME BASE/AUTH_SERVER_LOC\n'
-"$kxb" options --home "$here/examples/home" --origin APP/REPORTS SITE/NAME \
-  BASE/AUTH_SERVER_LOC 2>/dev/null
-printf '\n$ kxb options --home examples/home --set APP/NAME=payroll APP/REPORTS\n'
-"$kxb" options --home "$here/examples/home" --set APP/NAME=payroll APP/REPORTS \
-  2>/dev/null
-step overlay set "$work/job.cfg" "$work/local.cfg" JOB/BATCH 50 --comment "smaller batches here"
-step overlay list "$work/job.cfg" "$work/local.cfg"
+echo "== 1. The job's settings: the effective options and where each came from"
+echo "   (abridged: the job's keys and a few of the library's)"
+printf '\n$ kxb options --home examples/home --file batch.cfg --set ... --origin\n'
+"$bin/kxb" options --home "$home" --file batch.cfg "$@" --origin 2>/dev/null |
+  grep -E '^(JOB/|DATASOURCE/|BASE/(TEMP|SHARED_OUTPUT_PATH|LOGCONFIG_PATH|MESSAGE_PATH|DATE_FORMAT)=)' |
+  sed "s|$here/||g; s|$work|\$WORK|g"
 
 echo
-echo "== exact decimals: 52 significant digits, no binary rounding"
-step decimal "0.1 + 0.2"
-step decimal "round(1234.565 * (1 + 0.19), 2)"
-step decimal "1/3"
-step decimal "sqrt(2)"
+echo "== 2. The job: start up, read the rows, total, render, write, mail"
+printf '\n$ kxb-batch --home examples/home --set ...\n'
+"$bin/kxb-batch" --home "$home" "$@" 2>&1 |
+  grep -E '\[KX\.Batch\]' | sed "s|$here/||g; s|$work|\$WORK|g"
 
 echo
-echo "== dates: parsing in the configured order, ISO 8601 out"
-step date "03/07/2024 9:05 PM"
-step date "7.3.2024" --order dmy --iso --zone 1:00
+echo "== 3. One report, as written (atomically) to JOB/OUTPUT"
+printf '\n$ ls $WORK/reports\n'
+ls "$work/reports"
+printf '\n$ cat $WORK/reports/Z_rich.txt\n'
+cat "$work/reports/Z_rich.txt"
 
 echo
-echo "== identifiers: a data source and its parts"
-step uri "kxd://warehouse/sales(ODBC)/2024/q1/orders"
-step attrs "user=batch;mode=nightly;dry run"
+echo "== 4. The mail, as the SMTP server received it"
+mail=$(ls "$work/inbox"/*.eml | head -1)
+/usr/bin/python3 - "$mail" <<'PY'
+import email, email.policy, sys
+with open(sys.argv[1], "rb") as raw:
+    msg = email.message_from_binary_file(raw, policy=email.policy.default)
+for name in ("From", "To", "Subject", "Content-Type"):
+    print("%s: %s" % (name, msg[name]))
+for number, part in enumerate(msg.iter_parts(), 1):
+    name = part.get_filename()
+    body = part.get_content()
+    size = len(body)
+    print("\npart %d: %s%s, %d %s" % (number, part.get_content_type(),
+          ' "%s"' % name if name else "", size,
+          "bytes" if isinstance(body, bytes) else "characters"))
+    if not name:
+        print("  " + body.strip().replace("\r\n", "\n").replace("\n", "\n  "))
+PY
 
 echo
-echo "== catalogue messages, in two locales"
-step msg "Base Services" 29 "the invoice buffer"
-step msg --locale fr "Base Services" 29 "le tampon des factures"
-step msg "Base Services" 99999
+echo "More of the library, one kxb command at a time: examples/tour.sh $bin_arg"

@@ -14,6 +14,7 @@
 #include "kxbemail.h"
 #include "kxbexecute.h"
 #include "kxbhadoopuri.h"
+#include "kxblog.h"
 #include "kxbmempool.h"
 #include "kxbmessage.h"
 #include "kxbparse.h"

@@ -111,3 +111,13 @@ $<TARGET_FILE:kxb_tool> overlay unset $d/base.cfg $d/local.cfg a; \
 $<TARGET_FILE:kxb_tool> overlay list $d/base.cfg $d/local.cfg | grep -q '^a=1.*# base'; \
 ! $<TARGET_FILE:kxb_tool> overlay unset $d/base.cfg $d/local.cfg b")
 endif()
+
+# The batch runner end to end: a real mail through msmtp to a real SMTP
+# server, its reports checked against Python's decimal over the same data.
+if(TARGET kxb-batch AND TARGET kxb_warehouse)
+  add_test(NAME batch_end_to_end
+           COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/e2e/batch_e2e.py
+                   $<TARGET_FILE:kxb-batch> ${PROJECT_SOURCE_DIR}
+                   ${KXB_WAREHOUSE})
+  set_tests_properties(batch_end_to_end PROPERTIES TIMEOUT 300)
+endif()

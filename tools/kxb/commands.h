@@ -26,6 +26,7 @@ int runAttrs(int argc, char** argv);
 int runDate(int argc, char** argv);
 int runNow(int argc, char** argv);
 int runQuery(int argc, char** argv);
+int runSave(int argc, char** argv);
 int runTemplate(int argc, char** argv);
 int runRun(int argc, char** argv);
 int runMail(int argc, char** argv);

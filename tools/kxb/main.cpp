@@ -48,6 +48,10 @@ const Command kCommands[] = {
      "query DATABASE SQL [--csv]\n"
      "                          print a query's rows from an SQLite file",
      runQuery},
+    {"save",
+     "save DATABASE TABLE SQL|@FILE [--from SOURCE] [--type COL=TYPE]...\n"
+     "                          save a query's rows as a new table, typed",
+     runSave},
     {"template",
      "template FILE [NAME=VALUE...]\n"
      "                          render a template file; values from the\n"
