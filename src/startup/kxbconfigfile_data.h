@@ -36,4 +36,14 @@ struct KxbConfigFileData {
   KxbString cursorKey;
 };
 
+// The source unit named in out-of-memory messages.
+constexpr char kConfigFileUnit[] = "kxbconfigfile";
+
+// key "=" value, as an entry is written.
+KxbString kxbConfigJoined(const KxbString& key, const KxbString& value);
+// Turns the place of an entry read from a file into plain text: its comment
+// line (when it has a comment) and then `text`.
+void kxbConfigFreezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
+                          const KxbString& text);
+
 #endif  // KXB_SRC_STARTUP_KXBCONFIGFILE_DATA_H_
