@@ -6,8 +6,10 @@
 // either: every comment and blank line and the file's order, so that the
 // file can be written back unchanged.
 //
-// The lookup benchmarks read options of a set loaded from that file, with
-// and without one macro to expand, next to GKeyFile's g_key_file_get_value.
+// The lookup benchmarks read options of a set loaded from that file (80,000
+// keys) and from a file of 1,250 lines (1,000 keys), with and without one
+// macro to expand, through getOption and through the C entry kxbGetOption,
+// next to GKeyFile's g_key_file_get_value on the same keys.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -33,17 +35,19 @@ namespace {
 
 namespace fs = std::filesystem;
 constexpr int kLines = 100000;
+constexpr int kSmallLines = 1250;
 
 std::string keyName(int i) {
   return "Section" + std::to_string(i % 40) + "/Key" + std::to_string(i);
 }
 
-// Writes the sample once: `header` first ("" for this library's format).
-std::string writeSample(const char* name, const char* header) {
+// Writes a sample of `lines` lines: `header` first ("" for this library's
+// format).
+std::string writeSample(const char* name, const char* header, int lines) {
   fs::path file = fs::temp_directory_path() / name;
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
   out << header << "Base/Root = /opt/kxb\n";
-  for (int i = 1; i < kLines; ++i) {
+  for (int i = 1; i < lines; ++i) {
     if (i % 5 == 0) {
       out << "# the setting below is number " << i << "\n";
     } else {
@@ -53,13 +57,18 @@ std::string writeSample(const char* name, const char* header) {
   return file.string();
 }
 
-const std::string& kxbSample() {
-  static const std::string path = writeSample("kxb_compare_bench.cfg", "");
-  return path;
+const std::string& kxbSample(int lines = kLines) {
+  static const std::string big = writeSample("kxb_compare_bench.cfg", "", kLines);
+  static const std::string small =
+      writeSample("kxb_compare_bench_small.cfg", "", kSmallLines);
+  return lines == kLines ? big : small;
 }
-const std::string& groupSample() {
-  static const std::string path = writeSample("kxb_compare_bench.ini", "[main]\n");
-  return path;
+const std::string& groupSample(int lines = kLines) {
+  static const std::string big =
+      writeSample("kxb_compare_bench.ini", "[main]\n", kLines);
+  static const std::string small =
+      writeSample("kxb_compare_bench_small.ini", "[main]\n", kSmallLines);
+  return lines == kLines ? big : small;
 }
 
 void setUp() {
@@ -122,32 +131,37 @@ void BM_ReadGKeyFileKeepComments(benchmark::State& state) {
 BENCHMARK(BM_ReadGKeyFileKeepComments)->Unit(benchmark::kMillisecond);
 #endif
 
-// Every seventh key of the file, in lookup order.
-std::vector<std::string> lookupKeys() {
+// Every seventh key of a file of `lines` lines, in lookup order.
+std::vector<std::string> lookupKeys(int lines) {
   std::vector<std::string> keys;
-  for (int i = 1; i < kLines; i += 7) {
+  for (int i = 1; i < lines; i += 7) {
     if (i % 5 != 0) keys.push_back(keyName(i));
   }
   return keys;
 }
 
-KxbConfigOptions* loadedSet() {
-  static KxbConfigOptions* set = [] {
+// The set loaded from the file of `lines` lines, named after it.
+KxbConfigOptions* loadedSet(int lines) {
+  static KxbConfigOptions* big = nullptr;
+  static KxbConfigOptions* small = nullptr;
+  KxbConfigOptions*& set = lines == kLines ? big : small;
+  if (set == nullptr) {
     KxbConfigFile config;
-    config.read(KxbString(kxbSample().c_str()));
-    KxbConfigOptions* loaded = kxbGetConfigOptions(KxbString("compare"));
-    loaded->loadConfigFile(&config);
-    return loaded;
-  }();
+    config.read(KxbString(kxbSample(lines).c_str()));
+    set = kxbGetConfigOptions(KxbString(lines == kLines ? "compare" : "compare_small"));
+    set->loadConfigFile(&config);
+  }
   return set;
 }
 
-// Arg 0: the value as stored; 1: with its one macro expanded.
+// Args: expand (0 the value as stored, 1 with its one macro expanded) and
+// the lines of the file the set was loaded from.
 void BM_KxbGetOption(benchmark::State& state) {
   setUp();
-  KxbConfigOptions* set = loadedSet();
+  const int lines = static_cast<int>(state.range(1));
+  KxbConfigOptions* set = loadedSet(lines);
   std::vector<KxbString> keys;
-  for (const std::string& key : lookupKeys()) keys.emplace_back(key.c_str());
+  for (const std::string& key : lookupKeys(lines)) keys.emplace_back(key.c_str());
   const bool expand = state.range(0) != 0;
   size_t next = 0;
   for (auto _ : state) {
@@ -158,13 +172,38 @@ void BM_KxbGetOption(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_KxbGetOption)->Arg(0)->Arg(1);
+BENCHMARK(BM_KxbGetOption)
+    ->ArgNames({"expand", "lines"})
+    ->Args({0, kLines})
+    ->Args({1, kLines})
+    ->Args({0, kSmallLines});
+
+// The C entry point: set by name, value copied into the caller's buffer.
+void BM_KxbGetOptionC(benchmark::State& state) {
+  setUp();
+  const int lines = static_cast<int>(state.range(0));
+  loadedSet(lines);
+  const char* name = lines == kLines ? "compare" : "compare_small";
+  std::vector<std::string> keys = lookupKeys(lines);
+  char buffer[256];
+  size_t next = 0;
+  for (auto _ : state) {
+    int result = kxbGetOption(name, keys[next].c_str(), buffer, sizeof buffer);
+    benchmark::DoNotOptimize(result);
+    benchmark::DoNotOptimize(buffer);
+    if (++next == keys.size()) next = 0;
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_KxbGetOptionC)->ArgName("lines")->Arg(kLines)->Arg(kSmallLines);
 
 #if KXB_HAVE_GLIB
 void BM_GKeyFileGetValue(benchmark::State& state) {
+  const int lines = static_cast<int>(state.range(0));
   GKeyFile* file = g_key_file_new();
-  g_key_file_load_from_file(file, groupSample().c_str(), G_KEY_FILE_NONE, nullptr);
-  std::vector<std::string> keys = lookupKeys();
+  g_key_file_load_from_file(file, groupSample(lines).c_str(), G_KEY_FILE_NONE,
+                            nullptr);
+  std::vector<std::string> keys = lookupKeys(lines);
   size_t next = 0;
   for (auto _ : state) {
     gchar* value = g_key_file_get_value(file, "main", keys[next].c_str(), nullptr);
@@ -175,7 +214,7 @@ void BM_GKeyFileGetValue(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
   g_key_file_free(file);
 }
-BENCHMARK(BM_GKeyFileGetValue);
+BENCHMARK(BM_GKeyFileGetValue)->ArgName("lines")->Arg(kLines)->Arg(kSmallLines);
 #endif
 
 }  // namespace

@@ -42,7 +42,12 @@ struct SizeClass {
   ChunkNode* first;
   ChunkNode* last;
   rkAStack freeList;
+  // Pads the class to 64 bytes, so that the class of a kind word is found
+  // with a mask and a shift (see classIndexOf) and the classes' free lists
+  // do not share cache lines.
+  char padding[16];
 };
+static_assert(sizeof(SizeClass) == 64, "classIndexOf expects 64-byte classes");
 
 // A statistics counter written by one thread and read by others: a relaxed
 // load and store, no locked instruction.
@@ -54,11 +59,25 @@ inline unsigned long read(const uint32_t* counter) {
   return __atomic_load_n(counter, __ATOMIC_RELAXED);
 }
 
-// Counts of one thread, or of the threads that ended, for one pool.
+// Counts of the threads that ended, for one pool.
 struct Counts {
   uint32_t allocations[kClassCount];
   uint32_t unmanaged;
   uint32_t frees;
+};
+
+// The counts one thread keeps. An allocation is not counted where it
+// happens: every block in a thread's cache came from a refill or from a
+// free on that thread, and left by an allocation or a drain, so
+//   allocations = refilled + freed - drained - cached (+ failed requests),
+// and only the refills, drains and failures (all on slow paths) and the
+// frees are counted. The fast allocation path touches no counter at all.
+struct ThreadCounts {
+  uint32_t refilled[kClassCount];
+  uint32_t drained[kClassCount];
+  uint32_t freed[kClassCount];
+  uint32_t failed[kClassCount];
+  uint32_t unmanaged;
 };
 
 struct Pool {
@@ -72,15 +91,21 @@ std::atomic<Pool*> g_pool{nullptr};
 int g_initCount = 0;
 kxLock g_growthLock = nullptr;
 // Changes at every creation and destruction of the pool, so that a thread's
-// cache left from an earlier pool is recognised and dropped.
-std::atomic<uint64_t> g_generation{0};
+// cache left from an earlier pool is recognised and dropped. A thread adopts
+// the generation of a living pool only, so a cache whose generation is the
+// current one belongs to the pool that exists now: the fast paths test that
+// alone. It starts at 1 so that a thread's first call (generation 0) never
+// matches.
+std::atomic<uint64_t> g_generation{1};
 char g_stats[320];
 
 struct ThreadCache {
   uint64_t generation;
+  // The address of the pool's first size class, for the generation above.
+  uintptr_t classes;
   void* head[kClassCount];
   int count[kClassCount];
-  Counts counts;        // this thread's, for the pool of `generation`
+  ThreadCounts counts;  // this thread's, for the pool of `generation`
   ThreadCache* next;    // in the registry of living caches
   bool registered;
 };
@@ -112,6 +137,14 @@ inline int classOf(unsigned size) {
   return size <= 256 ? 2 : 3;
 }
 
+// The class index of kind word `kind`, given the address of the pool's first
+// class, or -1 when `kind` is not the address of one of the four classes.
+inline int classIndexOf(uintptr_t kind, uintptr_t classes) {
+  uintptr_t offset = kind - classes;
+  if ((offset & ~static_cast<uintptr_t>(3 * sizeof(SizeClass))) != 0) return -1;
+  return static_cast<int>(offset / sizeof(SizeClass));
+}
+
 // The caches of the living threads, for the statistics.
 std::mutex g_registryMutex;
 ThreadCache* g_registry = nullptr;
@@ -124,6 +157,22 @@ void addCounts(Counts* into, const Counts& from) {
   into->frees += read(&from.frees);
 }
 
+// Adds the counts of a thread's cache. Read from another thread while the
+// owner works the sum may be off by the requests in flight; the counts are
+// statistics only.
+void addCounts(Counts* into, const ThreadCache& cache) {
+  const ThreadCounts& from = cache.counts;
+  for (int c = 0; c < kClassCount; ++c) {
+    uint32_t cached = static_cast<uint32_t>(
+        __atomic_load_n(&cache.count[c], __ATOMIC_RELAXED));
+    into->allocations[c] += static_cast<uint32_t>(
+        read(&from.refilled[c]) + read(&from.freed[c]) - read(&from.drained[c]) -
+        cached + read(&from.failed[c]));
+    into->frees += static_cast<uint32_t>(read(&from.freed[c]));
+  }
+  into->unmanaged += static_cast<uint32_t>(read(&from.unmanaged));
+}
+
 // Gives the cached blocks of `cache` beyond `keep` back to the shared list.
 __attribute__((noinline)) void drainCache(Pool* pool, ThreadCache& cache,
                                           int c, int keep) {
@@ -133,7 +182,10 @@ __attribute__((noinline)) void drainCache(Pool* pool, ThreadCache& cache,
   void* last = first;
   for (int i = 1; i < give; ++i) last = link(last);
   cache.head[c] = link(last);
-  cache.count[c] = keep;
+  __atomic_store_n(&cache.count[c], keep, __ATOMIC_RELAXED);
+  __atomic_store_n(&cache.counts.drained[c],
+                   cache.counts.drained[c] + static_cast<uint32_t>(give),
+                   __ATOMIC_RELAXED);
   rkAStackPushChain(&pool->classes[c].freeList, first, last);
 }
 
@@ -155,24 +207,23 @@ struct CacheFlusher {
         t_cache.generation != g_generation.load(std::memory_order_acquire)) {
       return;
     }
-    addCounts(&pool->retired, t_cache.counts);
     for (int c = 0; c < kClassCount; ++c) drainCache(pool, t_cache, c, 0);
+    addCounts(&pool->retired, t_cache);
   }
 };
 thread_local CacheFlusher t_flusher;
 
-// Makes the calling thread's cache belong to the current pool: blocks and
-// counts left from an earlier pool are dropped.
-__attribute__((noinline)) void adoptCache(uint64_t generation) {
+// Makes the calling thread's cache belong to `pool`, the current pool of
+// `generation`: blocks and counts left from an earlier pool are dropped.
+__attribute__((noinline)) void adoptCache(Pool* pool, uint64_t generation) {
   std::lock_guard<std::mutex> hold(g_registryMutex);
   for (int c = 0; c < kClassCount; ++c) {
     t_cache.head[c] = nullptr;
-    t_cache.count[c] = 0;
-    __atomic_store_n(&t_cache.counts.allocations[c], 0, __ATOMIC_RELAXED);
+    __atomic_store_n(&t_cache.count[c], 0, __ATOMIC_RELAXED);
   }
-  __atomic_store_n(&t_cache.counts.unmanaged, 0, __ATOMIC_RELAXED);
-  __atomic_store_n(&t_cache.counts.frees, 0, __ATOMIC_RELAXED);
-  t_cache.generation = generation;
+  t_cache.counts = ThreadCounts{};  // getStats reads under the same mutex
+  t_cache.classes = reinterpret_cast<uintptr_t>(pool->classes);
+  __atomic_store_n(&t_cache.generation, generation, __ATOMIC_RELAXED);
   if (!t_cache.registered) {
     t_cache.next = g_registry;
     g_registry = &t_cache;
@@ -181,13 +232,19 @@ __attribute__((noinline)) void adoptCache(uint64_t generation) {
   }
 }
 
-// The cache of the calling thread, adopted for the current pool.
-inline ThreadCache& currentCache() {
+// The cache of the calling thread, adopted for `pool`, the current pool.
+inline ThreadCache& currentCache(Pool* pool) {
   uint64_t generation = g_generation.load(std::memory_order_relaxed);
   if (__builtin_expect(t_cache.generation != generation, 0)) {
-    adoptCache(generation);
+    adoptCache(pool, generation);
   }
   return t_cache;
+}
+
+// Whether the calling thread's cache belongs to the pool that exists now
+// (false when there is none).
+inline bool cacheIsCurrent() {
+  return t_cache.generation == g_generation.load(std::memory_order_relaxed);
 }
 
 bool addChunk(SizeClass* cls) {
@@ -247,7 +304,7 @@ void destroyPool(Pool* pool) {
 
 // Refills the thread's cache of class `c` from the shared list, growing the
 // class by a chunk when the list is empty. False when memory ran out.
-__attribute__((noinline)) bool refill(Pool* pool, int c) {
+bool refill(Pool* pool, int c) {
   SizeClass* cls = &pool->classes[c];
   int got = 0;
   void* chain = rkAStackPopChain(&cls->freeList, kCacheBatch, &got);
@@ -270,18 +327,16 @@ __attribute__((noinline)) bool refill(Pool* pool, int c) {
   while (link(last) != nullptr) last = link(last);
   setLink(last, t_cache.head[c]);
   t_cache.head[c] = chain;
-  t_cache.count[c] += got;
+  __atomic_store_n(&t_cache.count[c], t_cache.count[c] + got, __ATOMIC_RELAXED);
+  __atomic_store_n(&t_cache.counts.refilled[c],
+                   t_cache.counts.refilled[c] + static_cast<uint32_t>(got),
+                   __ATOMIC_RELAXED);
   return true;
 }
 
-}  // namespace
-
-namespace {
-
 // A request above 1,024 bytes: a heap block behind a header whose kind word
 // is 0.
-__attribute__((noinline)) bool getHeapBlock(ThreadCache& cache, unsigned size,
-                                            void** block) {
+bool getHeapBlock(ThreadCache& cache, unsigned size, void** block) {
   void* raw = np_mem_alloc(static_cast<size_t>(size) + kHeaderBytes);
   if (raw == nullptr) return false;
   void* user = blockOf(raw);
@@ -291,58 +346,98 @@ __attribute__((noinline)) bool getHeapBlock(ThreadCache& cache, unsigned size,
   return true;
 }
 
-}  // namespace
-
-// The fast paths of getBytes and freeBytes touch only the calling thread's
-// cache; everything else lives in out-of-line functions so that the fast
-// paths stay short.
-bool KxbMemPool::getBytes(unsigned int size, void** block) {
+// Everything getBytes does not do inline: no pool, an armed fault point, a
+// cache not yet adopted for this pool, a heap block, an empty cache.
+__attribute__((noinline)) bool getBytesSlow(unsigned size, void** block) {
   *block = nullptr;
   Pool* pool = g_pool.load(std::memory_order_acquire);
   if (pool == nullptr || kxFaultArmedHit(KX_FAULT_POOL_ALLOC)) return false;
-  ThreadCache& cache = currentCache();
-  if (__builtin_expect(size > 1024, 0)) return getHeapBlock(cache, size, block);
+  ThreadCache& cache = currentCache(pool);
+  if (size > 1024) return getHeapBlock(cache, size, block);
   int c = classOf(size);
-  bump(&cache.counts.allocations[c]);
-  if (__builtin_expect(cache.head[c] == nullptr, 0) && !refill(pool, c)) {
+  if (cache.head[c] == nullptr && !refill(pool, c)) {
+    // Counted as an allocation all the same.
+    bump(&cache.counts.failed[c]);
     return false;
   }
   void* slot = cache.head[c];
   cache.head[c] = link(slot);
-  --cache.count[c];
+  __atomic_store_n(&cache.count[c], cache.count[c] - 1, __ATOMIC_RELAXED);
   *block = blockOf(slot);
   return true;
 }
 
-void KxbMemPool::freeBytes(void* block) {
-  if (block == nullptr) return;
+// Everything freeBytes does not do inline: heap blocks, foreign pointers, no
+// pool, a cache not yet adopted for this pool.
+__attribute__((noinline)) void freeBytesSlow(void* block) {
   uintptr_t kind = kindWord(block);
   if (kind == 0) {
     np_mem_free(slotOf(block));
     return;
   }
   Pool* pool = g_pool.load(std::memory_order_acquire);
-  // The kind word of a pooled block is the address of its class in the
-  // pool's array.
-  uintptr_t first = reinterpret_cast<uintptr_t>(pool != nullptr ? pool->classes
-                                                                : nullptr);
-  uintptr_t offset = kind - first;
-  if (pool == nullptr || offset >= sizeof pool->classes ||
-      offset % sizeof(SizeClass) != 0) {
+  int c = pool == nullptr
+              ? -1
+              : classIndexOf(kind, reinterpret_cast<uintptr_t>(pool->classes));
+  if (c < 0) {
     // Not a block of this pool. Pushing it onto a list would corrupt the
     // pool, so after the report it is left alone.
     kxbAssertFailure("mempool free", "kxbmempool", __LINE__);
     return;
   }
-  int c = static_cast<int>(offset / sizeof(SizeClass));
-  ThreadCache& cache = currentCache();
+  ThreadCache& cache = currentCache(pool);
   void* slot = slotOf(block);
   setLink(slot, cache.head[c]);
   cache.head[c] = slot;
-  if (__builtin_expect(++cache.count[c] > kCacheMax, 0)) {
-    drainCache(pool, cache, c, kCacheMax - kCacheBatch);
+  bump(&cache.counts.freed[c]);
+  int cached = cache.count[c] + 1;
+  __atomic_store_n(&cache.count[c], cached, __ATOMIC_RELAXED);
+  if (cached > kCacheMax) drainCache(pool, cache, c, kCacheMax - kCacheBatch);
+}
+
+// Gives back part of the calling thread's full cache of class `c`.
+__attribute__((noinline)) void drainFull(int c) {
+  drainCache(g_pool.load(std::memory_order_relaxed), t_cache, c,
+             kCacheMax - kCacheBatch);
+}
+
+}  // namespace
+
+// The fast paths of getBytes and freeBytes touch only the calling thread's
+// cache and need no register beyond the scratch ones; everything else is a
+// tail call into the slow paths above.
+bool KxbMemPool::getBytes(unsigned int size, void** block) {
+  ThreadCache& cache = t_cache;
+  if (__builtin_expect(size <= 1024 && cacheIsCurrent() &&
+                           __atomic_load_n(&kx_fault_armed, __ATOMIC_RELAXED) == 0,
+                       1)) {
+    int c = classOf(size);
+    void* slot = cache.head[c];
+    if (__builtin_expect(slot != nullptr, 1)) {
+      cache.head[c] = link(slot);
+      __atomic_store_n(&cache.count[c], cache.count[c] - 1, __ATOMIC_RELAXED);
+      *block = blockOf(slot);
+      return true;
+    }
   }
-  bump(&cache.counts.frees);
+  return getBytesSlow(size, block);
+}
+
+void KxbMemPool::freeBytes(void* block) {
+  if (block == nullptr) return;
+  ThreadCache& cache = t_cache;
+  int c = classIndexOf(kindWord(block), cache.classes);
+  if (__builtin_expect(c >= 0 && cacheIsCurrent(), 1)) {
+    void* slot = slotOf(block);
+    setLink(slot, cache.head[c]);
+    cache.head[c] = slot;
+    bump(&cache.counts.freed[c]);
+    int cached = cache.count[c] + 1;
+    __atomic_store_n(&cache.count[c], cached, __ATOMIC_RELAXED);
+    if (__builtin_expect(cached > kCacheMax, 0)) drainFull(c);
+    return;
+  }
+  freeBytesSlow(block);
 }
 
 char* KxbMemPool::getStats() {
@@ -354,7 +449,7 @@ char* KxbMemPool::getStats() {
     addCounts(&counts, pool->retired);
     for (ThreadCache* cache = g_registry; cache != nullptr; cache = cache->next) {
       if (__atomic_load_n(&cache->generation, __ATOMIC_RELAXED) == generation) {
-        addCounts(&counts, cache->counts);
+        addCounts(&counts, *cache);
       }
     }
     for (int c = 0; c < kClassCount; ++c) {

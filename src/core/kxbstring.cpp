@@ -509,7 +509,16 @@ namespace {
 
 struct IsSpace {
   bool operator()(const char* p, int* size) const {
+    unsigned char c = static_cast<unsigned char>(*p);
+    if (c < 0x80 && c != 0) {
+      *size = 1;
+      return c == ' ' || (c >= '\t' && c <= '\r');
+    }
     return np_uchar_isspace(p, size) != 0;
+  }
+  // Whether ASCII byte `c` is one the operator matches.
+  static bool asciiMatch(unsigned char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
   }
 };
 
@@ -518,6 +527,7 @@ struct IsCodePoint {
   bool operator()(const char* p, int* size) const {
     return np_uchar_toint(p, size) == ch;
   }
+  bool asciiMatch(unsigned char c) const { return c == ch; }
 };
 
 }  // namespace
@@ -538,6 +548,32 @@ static int trimBounds(const char* text, int bytes, bool leading, bool trailing,
   }
   int end = bytes;
   if (trailing) {
+    // An ASCII byte is a character of its own whatever precedes it, so a
+    // run of ASCII bytes at the end is trimmed walking backwards. The walk
+    // from the front below is needed only when the text ends in a non-ASCII
+    // byte, or holds a NUL byte (where that walk stops).
+    int back = bytes;
+    int backChars = 0;
+    while (back > start) {
+      unsigned char c = static_cast<unsigned char>(text[back - 1]);
+      if (c >= 0x80 || c == 0) break;
+      if (!match.asciiMatch(c)) {
+        if (std::memchr(text + start, 0, static_cast<size_t>(back - start)) !=
+            nullptr) {
+          break;
+        }
+        *from = start;
+        *to = back;
+        return removed + backChars;
+      }
+      --back;
+      ++backChars;
+    }
+    if (back == start) {
+      *from = start;
+      *to = start;
+      return removed + backChars;
+    }
     // The kept text ends where the last run of matching characters begins,
     // if the text ends inside that run.
     int runStart = -1;

@@ -1,4 +1,5 @@
 // KxbString: comparison, search, pieces and number parsing.
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -14,6 +15,61 @@ int byteCompare(const char* a, size_t aBytes, const char* b, size_t bBytes) {
   if (c != 0) return c < 0 ? -1 : 1;
   if (aBytes == bBytes) return 0;
   return aBytes < bBytes ? -1 : 1;
+}
+
+constexpr uint64_t kOnes = 0x0101010101010101ull;
+constexpr uint64_t kHighBits = 0x8080808080808080ull;
+constexpr int kUndecided = 2;
+
+inline uint64_t load8(const char* p) {
+  uint64_t word;
+  std::memcpy(&word, p, 8);
+  return word;
+}
+
+// A-Z lowered in a word of ASCII bytes (no byte carries into the next).
+inline uint64_t lowerAscii8(uint64_t word) {
+  uint64_t upper = (word + (0x80 - 'A') * kOnes) & ~(word + (0x80 - 'Z' - 1) * kOnes) &
+                   kHighBits;
+  return word | (upper >> 2);
+}
+
+inline bool hasZeroByte(uint64_t word) {
+  return ((word - kOnes) & ~word & kHighBits) != 0;
+}
+
+// The case-insensitive order of two NUL-terminated texts of known byte
+// lengths, as np_uchar_icomp gives it, while both are ASCII: A-Z lowered,
+// the end (or a NUL byte) before every character. kUndecided when a byte
+// above 0x7F comes first, for np_uchar_icomp to decide (an ASCII letter can
+// equal a non-ASCII one once folded). Keys in sorted maps share long
+// prefixes, so equal blocks are skipped eight bytes at a time.
+int asciiFoldCompare(const char* a, size_t aBytes, const char* b, size_t bBytes) {
+  const size_t common = aBytes < bBytes ? aBytes : bBytes;
+  size_t i = 0;
+  for (; i + 8 <= common; i += 8) {
+    uint64_t wa = load8(a + i), wb = load8(b + i);
+    if (((wa | wb) & kHighBits) != 0 || hasZeroByte(wa) || hasZeroByte(wb)) break;
+    uint64_t differ = lowerAscii8(wa) ^ lowerAscii8(wb);
+    if (differ != 0) {
+      // The first differing byte (little-endian: the lowest set bit).
+      int shift = __builtin_ctzll(differ) & ~7;
+      unsigned ca = static_cast<unsigned>(lowerAscii8(wa) >> shift) & 0xFF;
+      unsigned cb = static_cast<unsigned>(lowerAscii8(wb) >> shift) & 0xFF;
+      return ca < cb ? -1 : 1;
+    }
+  }
+  // Byte `common` exists in both (a terminator at least), and one of them
+  // ends there, so this loop stops by then.
+  for (;; ++i) {
+    unsigned ca = static_cast<unsigned char>(a[i]);
+    unsigned cb = static_cast<unsigned char>(b[i]);
+    if ((ca | cb) >= 0x80) return kUndecided;
+    ca += ca - 'A' < 26u ? 32 : 0;
+    cb += cb - 'A' < 26u ? 32 : 0;
+    if (ca != cb) return ca < cb ? -1 : 1;
+    if (ca == 0) return 0;
+  }
 }
 
 inline bool isContinuation(char c) {
@@ -77,7 +133,9 @@ int KxbString::compare(const KxbString& other, bool caseSensitive) const {
     return byteCompare(bytes(), static_cast<size_t>(byteLength()),
                        other.bytes(), static_cast<size_t>(other.byteLength()));
   }
-  return np_uchar_icomp(bytes(), other.bytes());
+  int order = asciiFoldCompare(bytes(), static_cast<size_t>(byteLength()),
+                               other.bytes(), static_cast<size_t>(other.byteLength()));
+  return order != kUndecided ? order : np_uchar_icomp(bytes(), other.bytes());
 }
 
 int KxbString::compare(const char* other, bool caseSensitive) const {
@@ -87,7 +145,9 @@ int KxbString::compare(const char* other, bool caseSensitive) const {
     return byteCompare(bytes(), static_cast<size_t>(byteLength()), other,
                        std::strlen(other));
   }
-  return np_uchar_icomp(bytes(), other);
+  int order = asciiFoldCompare(bytes(), static_cast<size_t>(byteLength()), other,
+                               std::strlen(other));
+  return order != kUndecided ? order : np_uchar_icomp(bytes(), other);
 }
 
 bool operator<(const KxbString& a, const KxbString& b) {

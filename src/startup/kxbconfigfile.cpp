@@ -11,14 +11,11 @@
 
 namespace {
 
-constexpr char kUnit[] = "kxbconfigfile";
-// Read leniently: every line end, a byte-order mark, ill-formed UTF-8
-// replaced. Write plain UTF-8 with "\n" line ends.
-constexpr int kReadOptions = 0x800000;
+// Write plain UTF-8 with "\n" line ends.
 constexpr int kWriteOptions = 0;
 
 KxbString outOfMemory(int line) {
-  return kxb_get_message("Base Services", 444, kUnit, line);
+  return kxb_get_message("Base Services", 444, kConfigFileUnit, line);
 }
 
 bool isNonEmpty(const KxbString& text) { return text.length() > 0; }
@@ -27,17 +24,6 @@ bool isNonEmpty(const KxbString& text) { return text.length() > 0; }
 KxbString escapeComment(const KxbString& comment) {
   return comment.replace(KxbString("\r\n", true), KxbString("\\n", true))
       .replace(KxbString("\n", true), KxbString("\\n", true));
-}
-
-KxbString unescapeComment(const KxbString& text) {
-  return text.replace(KxbString("\\n", true), KxbString("\n", true));
-}
-
-KxbString joined(const KxbString& key, const KxbString& value) {
-  KxbString line(key);
-  line.append("=", 1);
-  line.append(value);
-  return line;
 }
 
 KxbString commentLine(const KxbString& comment) {
@@ -74,15 +60,22 @@ KxbConfigLine plainLine(const KxbString& text) {
   return line;
 }
 
-// Turns the place of an entry read from a file into plain text: its comment
-// line (when it has a comment) and then `text`. The comment takes the
-// entry's line and `text` the next one; when that next line is taken by
-// another record (the comment was set after reading), both go into one
-// record, written as two lines, so that nothing is overwritten. (The next
-// line number must also be one already read: later reads use the numbers
-// after lineCount.)
-void freezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
-                 const KxbString& text) {
+}  // namespace
+
+KxbString kxbConfigJoined(const KxbString& key, const KxbString& value) {
+  KxbString line(key);
+  line.append("=", 1);
+  line.append(value);
+  return line;
+}
+
+// The comment takes the entry's line and `text` the next one; when that
+// next line is taken by another record (the comment was set after reading),
+// both go into one record, written as two lines, so that nothing is
+// overwritten. (The next line number must also be one already read: later
+// reads use the numbers after lineCount.)
+void kxbConfigFreezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
+                          const KxbString& text) {
   int32_t at = entry.line;
   if (isNonEmpty(entry.comment)) {
     if (at + 1 <= d.lineCount && d.lines.count(at + 1) == 0) {
@@ -99,85 +92,9 @@ void freezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
   d.lines[at] = plainLine(text);
 }
 
-}  // namespace
-
 KxbConfigFile::KxbConfigFile() : data_(new (std::nothrow) KxbConfigFileData) {}
 
 KxbConfigFile::~KxbConfigFile() { delete data_; }
-
-bool KxbConfigFile::read(const KxbString& path) {
-  if (data_ == nullptr) return false;
-  KxbConfigFileData& d = *data_;
-  KxbTxtFile* file = kxbTxtFileOpen(path.asCstr(), KXB_TXT_READ, -1,
-                                    kReadOptions, &d.errorMessage);
-  if (file == nullptr) return false;
-  try {
-    const KxbString equals("=", true);
-    KxbString pending;  // the comment of the line above, if it was one
-    while (true) {
-      KxbString line;
-      bool sawLineEnd = false;
-      int result = file->readLine(-1, &line, &sawLineEnd);
-      if (result < 0) {
-        d.errorMessage = file->getErrorMessage();
-        file->release();
-        return false;
-      }
-      if (result == 0 && !sawLineEnd) break;
-      int32_t number = ++d.lineCount;
-      line.trim(true, true);
-
-      if (line.asCstr()[0] == '#') {
-        d.lines[number] = plainLine(line);
-        pending = unescapeComment(line.mid(1));
-        continue;
-      }
-      int eq = line.find(equals);
-      if (line.length() == 0 || eq < 0) {
-        d.lines[number] = plainLine(line);
-        pending.setNull();
-        continue;
-      }
-
-      KxbString key = line.mid(0, eq);
-      key.trim(true, true);
-      KxbString value = line.mid(static_cast<unsigned>(eq + 1));
-      value.trim(true, true);
-      int32_t entryLine = isNonEmpty(pending) ? number - 1 : number;
-
-      auto found = d.entries.find(key);
-      if (found == d.entries.end()) {
-        KxbConfigEntry entry;
-        entry.comment = pending;
-        entry.value = value;
-        entry.line = entryLine;
-        d.entries.emplace(key, entry);
-      } else {
-        KxbConfigEntry& earlier = found->second;
-        if (earlier.line >= 1) {
-          freezeEntry(d, earlier, joined(key, earlier.value));
-        } else {
-          // Made by setEntry: from now on the file holds the key.
-          d.addedKeys.erase(key);
-        }
-        earlier.comment = pending;
-        earlier.value = value;
-        earlier.line = entryLine;
-      }
-      KxbConfigLine record;
-      record.isEntry = true;
-      record.text = key;
-      d.lines[entryLine] = record;
-      pending.setNull();
-    }
-  } catch (const std::bad_alloc&) {
-    d.errorMessage = outOfMemory(__LINE__);
-    file->release();
-    return false;
-  }
-  file->release();
-  return true;
-}
 
 bool KxbConfigFile::write(const KxbString& path) {
   if (data_ == nullptr) return false;
@@ -195,7 +112,7 @@ bool KxbConfigFile::write(const KxbString& path) {
         !file->writeln(commentLine(escapeComment(entry.comment)))) {
       return false;
     }
-    return file->writeln(joined(key, entry.value));
+    return file->writeln(kxbConfigJoined(key, entry.value));
   };
   for (const auto& [number, line] : d.lines) {
     if (!line.isEntry) {
@@ -318,7 +235,7 @@ void KxbConfigFile::deleteEntry(const KxbString& key) {
       text.append(key);
       text.append("=", 1);
       text.append(entry.value);
-      freezeEntry(d, entry, text);
+      kxbConfigFreezeEntry(d, entry, text);
     } else {
       d.addedKeys.erase(key);
     }

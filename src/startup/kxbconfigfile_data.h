@@ -57,5 +57,14 @@ inline int32_t kxbConfigEntryTextLine(const KxbConfigEntry& entry) {
   return entry.comment.isNull() || entry.comment.length() == 0 ? entry.line
                                                                : entry.line + 1;
 }
+// The source unit named in out-of-memory messages.
+constexpr char kConfigFileUnit[] = "kxbconfigfile";
+
+// key "=" value, as an entry is written.
+KxbString kxbConfigJoined(const KxbString& key, const KxbString& value);
+// Turns the place of an entry read from a file into plain text: its comment
+// line (when it has a comment) and then `text`.
+void kxbConfigFreezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
+                          const KxbString& text);
 
 #endif  // KXB_SRC_STARTUP_KXBCONFIGFILE_DATA_H_

@@ -1,40 +1,38 @@
 // KxbConfigOptionsImpl: setting, reading, expanding and removing options.
 #include <cstring>
 #include <new>
-#include <string>
-#include <string_view>
 
 #include "startup/kxbconfigoptions_impl.h"
 #include "startup/kxbconfigstore.h"
 
 namespace {
 
-// Copies the `length` bytes at `text` into `out` with A-Z lowered. False,
-// leaving `out` cut, when a byte is not ASCII.
-bool foldAscii(const char* text, size_t length, char* out) {
-  for (size_t i = 0; i < length; ++i) {
-    unsigned char c = static_cast<unsigned char>(text[i]);
-    if (c >= 0x80) return false;
-    out[i] = static_cast<char>(c + (static_cast<unsigned>(c - 'A') < 26u ? 32 : 0));
-  }
-  return true;
+// The bytes of `key` ("" for null), without counting its characters.
+KxbFoldedKey foldedKey(const KxbString& key) {
+  return KxbFoldedKey(key.asCstr(), static_cast<size_t>(key.cStrSize() - 1));
 }
 
 }  // namespace
 
-long KxbConfigOptionsImpl::findLocked(const KxbString& key) const {
-  // Keys longer than the buffer (rare) take the ordered index.
-  char folded[128];
-  size_t length = key.isNull() ? 0 : static_cast<size_t>(key.cStrSize() - 1);
-  if (!key.isNull() && length <= sizeof folded) {
-    if (foldAscii(key.asCstr(), length, folded)) {
-      auto hit = asciiIndex_.find(std::string_view(folded, length));
-      if (hit != asciiIndex_.end()) return static_cast<long>(hit->second);
-      if (nonAsciiKeys_ == 0) return -1;
-    }
+long KxbConfigOptionsImpl::findLocked(const KxbFoldedKey& key,
+                                      const KxbString* text) const {
+  if (key.ascii()) {
+    long hit = foldedIndex_.find(key);
+    if (hit != KxbFoldedKeyIndex::kAbsent || nonAsciiKeys_ == 0) return hit;
   }
-  auto found = index_.find(key);
+  auto found = text != nullptr
+                   ? index_.find(*text)
+                   : index_.find(KxbString(key.bytes(), true));
   return found == index_.end() ? -1 : static_cast<long>(found->second);
+}
+
+long KxbConfigOptionsImpl::findLocked(const KxbString& key) const {
+  if (key.isNull()) {
+    // A key of its own, distinct from "": only in the ordered index.
+    auto found = index_.find(key);
+    return found == index_.end() ? -1 : static_cast<long>(found->second);
+  }
+  return findLocked(foldedKey(key), &key);
 }
 
 bool KxbConfigOptionsImpl::setOption(const KxbString& key,
@@ -47,10 +45,8 @@ bool KxbConfigOptionsImpl::setOption(const KxbString& key,
       return true;
     }
     const uint32_t position = static_cast<uint32_t>(entries_.size());
-    std::string folded(key.isNull() ? 0 : static_cast<size_t>(key.cStrSize() - 1),
-                       '\0');
-    const bool ascii =
-        !key.isNull() && foldAscii(key.asCstr(), folded.size(), folded.data());
+    const KxbFoldedKey folded = foldedKey(key);
+    const bool ascii = !key.isNull() && folded.ascii();
     entries_.emplace_back(key, value);
     try {
       index_.emplace(key, position);
@@ -59,7 +55,7 @@ bool KxbConfigOptionsImpl::setOption(const KxbString& key,
       return false;
     }
     try {
-      if (ascii) asciiIndex_.emplace(std::move(folded), position);
+      if (ascii) foldedIndex_.insert(folded, position);
     } catch (const std::bad_alloc&) {
       index_.erase(key);
       entries_.pop_back();
@@ -72,11 +68,11 @@ bool KxbConfigOptionsImpl::setOption(const KxbString& key,
   }
 }
 
-KxbString KxbConfigOptionsImpl::valueLocked(const KxbString& key,
-                                            bool* found) const {
-  long position = findLocked(key);
-  *found = position >= 0;
-  return *found ? entries_[static_cast<size_t>(position)].second : KxbString();
+const KxbString* KxbConfigOptionsImpl::valueLocked(const char* key) const {
+  long position = key == nullptr
+                      ? findLocked(KxbString())
+                      : findLocked(KxbFoldedKey(key, std::strlen(key)), nullptr);
+  return position < 0 ? nullptr : &entries_[static_cast<size_t>(position)].second;
 }
 
 bool KxbConfigOptionsImpl::expandLocked(const KxbString& text,
@@ -88,16 +84,15 @@ bool KxbConfigOptionsImpl::expandLocked(const KxbString& text,
     if (open < 0) break;
     int close = current.find(marks, open + 2);
     if (close < 0) break;  // an unmatched "%%" stays
-    bool found = false;
-    KxbString macro = valueLocked(current.mid(static_cast<unsigned>(open + 2),
-                                              close - open - 2),
-                                  &found);
-    if (!found) {
+    KxbString name =
+        current.mid(static_cast<unsigned>(open + 2), close - open - 2);
+    long position = findLocked(name);
+    if (position < 0) {
       *out = current;
       return false;
     }
     KxbString next = current.mid(0, open);
-    next.append(macro);
+    next.append(entries_[static_cast<size_t>(position)].second);
     next.append(current.mid(static_cast<unsigned>(close + 2)));
     current = next;
   }
@@ -124,12 +119,12 @@ bool KxbConfigOptionsImpl::getOptionAt(unsigned index, KxbString* key,
 bool KxbConfigOptionsImpl::getOption(const KxbString& key, KxbString* value,
                                      bool expand) {
   KxbConfigOptionGuard guard(false);
-  bool found = false;
-  KxbString stored = valueLocked(key, &found);
-  if (!found) {
+  long position = findLocked(key);
+  if (position < 0) {
     if (value != nullptr) value->setNull();
     return false;
   }
+  const KxbString& stored = entries_[static_cast<size_t>(position)].second;
   if (!expand) {
     if (value != nullptr) *value = stored;
     return true;
@@ -150,19 +145,9 @@ void KxbConfigOptionsImpl::removeOption(const KxbString& key) {
   for (auto& [name, position] : index_) {
     if (position > removed) --position;
   }
-  // Renumbering walks the ASCII index anyway; the removed key goes with it
-  // (found by position, so that nothing needs to be allocated here).
-  bool wasAscii = false;
-  for (auto entry = asciiIndex_.begin(); entry != asciiIndex_.end();) {
-    if (entry->second == removed) {
-      entry = asciiIndex_.erase(entry);
-      wasAscii = true;
-      continue;
-    }
-    if (entry->second > removed) --entry->second;
-    ++entry;
-  }
-  if (!wasAscii) --nonAsciiKeys_;
+  const size_t before = foldedIndex_.size();
+  foldedIndex_.removePosition(removed);
+  if (foldedIndex_.size() == before) --nonAsciiKeys_;
 }
 
 int KxbConfigOptionsImpl::count() {

@@ -2,17 +2,16 @@
 #ifndef KXB_SRC_STARTUP_KXBCONFIGOPTIONS_IMPL_H_
 #define KXB_SRC_STARTUP_KXBCONFIGOPTIONS_IMPL_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
-#include <string>
-#include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "kxbconfigoptions.h"
 #include "kxbstring.h"
 #include "startup/kxbconfigfile_data.h"
+#include "startup/kxbfoldedkeys.h"
 
 class KxbConfigOptionsImpl final : public KxbConfigOptions {
  public:
@@ -41,37 +40,31 @@ class KxbConfigOptionsImpl final : public KxbConfigOptions {
                              const KxbString& extension,
                              DirectoryObserver observer, void* context);
 
-  // For callers that hold the store's lock already: the value of `key`
-  // without expansion, or null when absent (*found false).
-  KxbString valueLocked(const KxbString& key, bool* found) const;
+  // For callers that hold the store's lock already: the value of the key
+  // `key` (null for the null key) without expansion, or null when absent.
+  // Points into the set: valid while the lock is held and the set unchanged.
+  const KxbString* valueLocked(const char* key) const;
 
  private:
   // Expands the macros of `text` into *out; false at an unknown macro.
   // Needs the lock held.
   bool expandLocked(const KxbString& text, KxbString* out) const;
   void setLastError(const KxbString& text);
-  // The position of `key` in entries_, or -1. Needs the lock held.
+  // The position of the key in entries_, or -1. Needs the lock held.
+  // `text`, when given, is the key itself (saves making one when the ordered
+  // index must be asked).
+  long findLocked(const KxbFoldedKey& key, const KxbString* text) const;
   long findLocked(const KxbString& key) const;
-
-  // Hashing of keys folded to lower case, for the ASCII-key index.
-  struct FoldedHash {
-    using is_transparent = void;
-    size_t operator()(std::string_view text) const {
-      return std::hash<std::string_view>()(text);
-    }
-  };
 
   // Options in the order they were first set.
   std::vector<std::pair<KxbString, KxbString>> entries_;
   // Key (case-insensitive) to its position in entries_: every key.
   std::map<KxbString, uint32_t, KxbStringLessInsensitive> index_;
-  // The keys made only of ASCII characters again, with A-Z lowered, to their
-  // position: for two ASCII keys that is exactly case-insensitive equality,
-  // so most lookups hash instead of walking index_ with Unicode comparisons.
-  // An ASCII key can still equal a non-ASCII one ("STRASSE" and "Straße"),
-  // so a miss here consults index_ while the set holds non-ASCII keys.
-  std::unordered_map<std::string, uint32_t, FoldedHash, std::equal_to<>>
-      asciiIndex_;
+  // The keys made only of ASCII characters again, folded, to their
+  // position: most lookups hash instead of walking index_ with Unicode
+  // comparisons. A miss there consults index_ while the set holds non-ASCII
+  // keys (see kxbfoldedkeys.h).
+  KxbFoldedKeyIndex foldedIndex_;
   size_t nonAsciiKeys_ = 0;
   KxbString lastError_{"", true};
 };

@@ -164,6 +164,41 @@ TEST(MemPool, ForeignPointerRaisesAssertion) {
   EXPECT_EQ((std::vector<std::string>{"mempool free"}), raised.messages());
 }
 
+// Counts are kept per thread and summed by getStats: those of ended threads
+// and of the living ones, blocks still cached included, must add up exactly
+// once the threads are quiet, and a request that fails because its class
+// cannot grow still counts.
+TEST(MemPoolThreads, StatisticsAddUpOverThreads) {
+  kxb_test::PoolRestart fresh;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([] {
+      std::vector<void*> held;
+      for (int i = 0; i < 200; ++i) held.push_back(take(40));
+      for (int i = 0; i < 100; ++i) held.push_back(take(8));
+      // More frees than a thread caches: part goes back to the shared list.
+      for (void* b : held) KxbMemPool::freeBytes(b);
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::vector<void*> medium;
+  for (int i = 0; i < 1024; ++i) medium.push_back(take(200));
+  kxFaultArm(KX_FAULT_HEAP_ALLOC, 1);
+  void* block = nullptr;
+  EXPECT_FALSE(KxbMemPool::getBytes(200, &block));
+  for (int i = 0; i < 10; ++i) KxbMemPool::freeBytes(medium[i]);
+  Stats s = readStats();
+  EXPECT_EQ(300u, s.tiny);
+  EXPECT_EQ(600u, s.small);
+  EXPECT_EQ(1025u, s.med);
+  EXPECT_EQ(0u, s.large);
+  EXPECT_EQ(1925u, s.total);
+  EXPECT_EQ(910u, s.frees);
+  for (size_t i = 10; i < medium.size(); ++i) KxbMemPool::freeBytes(medium[i]);
+  EXPECT_EQ(1924u, readStats().frees);
+  EXPECT_EQ(1025u, readStats().med);
+}
+
 TEST(MemPoolThreads, NoBlockHandedOutTwice) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 200;

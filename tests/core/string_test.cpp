@@ -1,10 +1,14 @@
 #include <clocale>
 #include <cstring>
+#include <random>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "core/kxbstring_internal.h"
 #include "kxbstring.h"
+#include "np_uchar.h"
 #include "support/comma_locale.h"
 
 namespace {
@@ -153,6 +157,41 @@ TEST(StringCompare, NullOrderingAndCase) {
                                          KxbString("B", true)));
 }
 
+// Case-insensitive comparison decides ASCII texts itself, eight bytes at a
+// time; it must order every pair exactly as the character library's
+// comparison does, also where a non-ASCII character meets an ASCII one
+// ("\xE2\x84\xAA", the Kelvin sign, folds to "k") and across word edges.
+TEST(StringCompare, InsensitiveOrderAgreesWithTheCharacterLibrary) {
+  const std::vector<std::string> pieces = {
+      "a", "A", "k", "K", "z", "Z", "@", "[", "`", "{", "_", "/", "0", "9",
+      "\xE2\x84\xAA", "\xC3\x9F", "ss", "\xC3\xA9", "\xC3\x89", "\x80"};
+  std::mt19937 random(7);
+  std::vector<std::string> texts = {"", "Section1/Key1", "SECTION1/KEY10",
+                                    "section12345678/a", "SECTION12345678/B"};
+  for (int n = 0; n < 400; ++n) {
+    std::string text;
+    const size_t parts = random() % 24;
+    for (size_t i = 0; i < parts; ++i) text += pieces[random() % pieces.size()];
+    texts.push_back(text);
+  }
+  // Pairs that share long prefixes, as neighbours in a sorted map do.
+  for (size_t i = 0; i + 1 < texts.size(); i += 2) texts.push_back(texts[i] + texts[i + 1]);
+  for (const std::string& a : texts) {
+    for (size_t j = 0; j < texts.size(); j += 3) {
+      const std::string& b = texts[j];
+      int expected = np_uchar_icomp(a.c_str(), b.c_str());
+      KxbString ka(a.c_str(), false), kb(b.c_str(), false);
+      ASSERT_EQ(expected, ka.compare(kb, false)) << a << " | " << b;
+      ASSERT_EQ(expected, ka.compare(b.c_str(), false)) << a << " | " << b;
+    }
+  }
+  // A NUL byte ends the text for the comparison.
+  KxbString withNul;
+  const char bytes[] = {'a', 'B', '\0', 'z'};
+  ASSERT_TRUE(KxbStringAccess::appendBytes(withNul, bytes, sizeof bytes));
+  EXPECT_EQ(0, withNul.compare(KxbString("AB", true), false));
+}
+
 TEST(StringSearch, FindAndRfindInCharacters) {
   KxbString abc("abc", true);
   EXPECT_EQ(-1, abc.find(KxbString("b", true), 5));
@@ -219,6 +258,18 @@ TEST(StringEdits, TrimTruncateAndCase) {
   KxbString u("\xC2\xA0\xE3\x80\x80z\xE3\x80\x80", false);
   EXPECT_EQ(3, u.trim());
   EXPECT_STREQ("z", u.asCstr());
+
+  // Trailing ASCII white space after a non-ASCII character; a text that is
+  // all white space; a byte that starts no character before the blanks.
+  KxbString after("\xC3\xA9 \t", false);
+  EXPECT_EQ(2, after.trim());
+  EXPECT_STREQ("\xC3\xA9", after.asCstr());
+  KxbString blank(" \t\r\n", false);
+  EXPECT_EQ(4, blank.trim());
+  EXPECT_STREQ("", blank.asCstr());
+  KxbString stray("x\xC3  ", false);
+  EXPECT_EQ(2, stray.trim(false, true));
+  EXPECT_EQ(2, stray.length());
 
   // Nothing to remove leaves a static string static.
   KxbString borrowed("keep", true);
@@ -389,6 +440,13 @@ TEST(StringBytes, EmbeddedNulAndInvalidBytesStayInBounds) {
   EXPECT_EQ(4, cut.length());
   EXPECT_EQ(5, cut.cStrSize());
   EXPECT_EQ('=', cut.asCstr()[3]);
+
+  // Trimming stops at a NUL byte: the blanks after it stay.
+  KxbString padded;
+  const char blanks[] = {' ', 'a', '\0', 'b', ' ', ' '};
+  ASSERT_TRUE(KxbStringAccess::appendBytes(padded, blanks, sizeof blanks));
+  EXPECT_EQ(1, padded.trim(true, true));
+  EXPECT_EQ(5, padded.length());
 }
 
 }  // namespace

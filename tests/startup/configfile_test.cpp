@@ -132,6 +132,58 @@ TEST_F(ConfigFileTest, FrozenCommentsWithLineBreaksReadBackAsCommentsOnly) {
       EXPECT_EQ(text(value), text(second.getEntry(key)));
       EXPECT_EQ(text(first.getEntryComment(key)),
                 text(second.getEntryComment(key)));
+// Entries of a first read are collected, checked for duplicates by hash and
+// sorted once; a non-ASCII key hands the rest of the file to the ordered map.
+// Both ways must give the same entries, order and duplicate handling,
+// including an ASCII key meeting its non-ASCII spelling after the hand-over.
+TEST_F(ConfigFileTest, KeysOrderAndDuplicatesAgreeAcrossTheBulkAndMapPaths) {
+  const std::string lines =
+      "b=1\nA=2\n_x=3\na_=4\nSTRASSE=5\nB=6\n[=7\n`=8\nab=9\nAB=10\n";
+  KxbConfigFile plain;
+  readText(plain, lines, "plain.cfg");
+  KxbConfigFile mixed;
+  readText(mixed, "\xC3\xA9t\xC3\xA9=0\n" + lines + "Stra\xC3\x9F" "e=11\n",
+           "mixed.cfg");
+  KxbConfigFile late;
+  readText(late, lines + "Stra\xC3\x9F" "e=11\n", "late.cfg");
+  const std::vector<std::string> expected = {
+      "[=7", "_x=3", "`=8", "A=2", "a_=4", "ab=10", "b=6", "STRASSE=5"};
+  auto entries = [](KxbConfigFile& config) {
+    std::vector<std::string> all;
+    KxbString key, value;
+    for (int i = 0; config.getEntry(i, &key, &value); ++i) {
+      all.push_back(text(key) + "=" + text(value));
+    }
+    return all;
+  };
+  EXPECT_EQ(expected, entries(plain));
+  std::vector<std::string> withAccent = expected;
+  withAccent.back() = "STRASSE=11";
+  std::vector<std::string> mixedExpected = withAccent;
+  mixedExpected.push_back("\xC3\xA9t\xC3\xA9=0");
+  EXPECT_EQ(mixedExpected, entries(mixed));
+  EXPECT_EQ(withAccent, entries(late));
+  // The earlier spellings are frozen in place, under the later spelling.
+  EXPECT_EQ("B=1\nA=2\n_x=3\na_=4\nStra\xC3\x9F" "e=5\nB=6\n[=7\n`=8\nAB=9\nAB=10\n"
+            "Stra\xC3\x9F" "e=11\n",
+            writeText(late));
+}
+
+// Running out of memory part way keeps the lines read so far.
+TEST_F(ConfigFileTest, ReadThatRunsOutOfMemoryReportsItAndKeepsWhatItRead) {
+  std::string content;
+  for (int i = 0; i < 50; ++i) content += "key" + std::to_string(i) + "=v\n";
+  dir_.write("big.cfg", content);
+  for (int n : {5, 40, 90}) {
+    KxbConfigFile config;
+    kxFaultArm(KX_FAULT_POOL_ALLOC, n);
+    EXPECT_FALSE(config.read(KxbString(dir_.path("big.cfg").c_str()))) << n;
+    kxFaultArm(KX_FAULT_POOL_ALLOC, 0);
+    EXPECT_FALSE(config.getErrorMessage().isNull());
+    EXPECT_LT(config.getEntryCount(), 50);
+    KxbString key, value;
+    for (int i = 0; config.getEntry(i, &key, &value); ++i) {
+      EXPECT_EQ("v", text(value)) << text(key);
     }
   }
 }

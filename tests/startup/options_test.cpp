@@ -164,6 +164,44 @@ TEST_F(OptionsTest, GetOptionReportsEveryOutcome) {
                             buffer, 8));
 }
 
+// kxbGetOption builds the set's internal name on the stack unless it is
+// long; both kinds of name reach the same set as kxbGetConfigOptions.
+TEST_F(OptionsTest, GetOptionFindsSetsOfShortAndLongNames) {
+  const std::string longName(300, 'n');
+  for (const std::string& name : {std::string("short"), longName}) {
+    char buffer[8] = "";
+    EXPECT_EQ(2, kxbGetOption(name.c_str(), "k", buffer, sizeof buffer));
+    KxbConfigOptions* set = kxbGetConfigOptions(KxbString(name.c_str()));
+    ASSERT_NE(nullptr, set);
+    EXPECT_EQ(0, set->count());  // made by kxbGetOption, empty
+    set->setOption(KxbString("K"), KxbString(name.substr(0, 5).c_str()));
+    EXPECT_EQ(0, kxbGetOption(name.c_str(), "k", buffer, sizeof buffer));
+    EXPECT_STREQ(name.substr(0, 5).c_str(), buffer);
+    kxbClearConfigOptions(KxbString(name.c_str()));
+  }
+}
+
+// Many removals rebuild the hashed index; every key left must still be
+// found, in every spelling, at its new place.
+TEST_F(OptionsTest, ManyRemovalsKeepEveryOtherKeyReachable) {
+  for (int i = 0; i < 500; ++i) {
+    std::string name = "Group/Key" + std::to_string(i);
+    set_->setOption(KxbString(name.c_str()), KxbString(std::to_string(i).c_str()));
+  }
+  for (int i = 0; i < 500; i += 2) {
+    set_->removeOption(KxbString(("GROUP/KEY" + std::to_string(i)).c_str()));
+  }
+  ASSERT_EQ(250, set_->count());
+  for (int i = 0; i < 500; ++i) {
+    std::string name = "group/key" + std::to_string(i);
+    EXPECT_EQ(i % 2 == 0 ? "<null>" : std::to_string(i), get(name.c_str(), false))
+        << name;
+  }
+  KxbString key, value;
+  ASSERT_TRUE(set_->getOptionAt(10, &key, &value, false));
+  EXPECT_EQ("Group/Key21", text(key));
+}
+
 TEST_F(OptionsTest, StoreCreationFailsCleanlyWithoutALock) {
   kxbDestroyConfigOptionStore();
   kxFaultArm(KX_FAULT_LOCK_CREATE, 1);

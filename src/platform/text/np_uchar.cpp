@@ -490,8 +490,9 @@ namespace {
 
 // Eight bytes at `p`, when they lie in the same page as `p` (so reading them
 // cannot fault even past the terminator). The bytes beyond the terminator
-// are only looked at to find it, hence no address-sanitizer report.
-__attribute__((no_sanitize_address)) inline bool loadWord(
+// are only looked at to find it, hence no address- or thread-sanitizer
+// report (they may belong to a freed block).
+__attribute__((no_sanitize_address, no_sanitize_thread)) inline bool loadWord(
     const unsigned char* p, uint64_t* word) {
   if ((reinterpret_cast<uintptr_t>(p) & 4095) > 4096 - 8) return false;
   memcpy(word, p, 8);
