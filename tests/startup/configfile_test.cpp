@@ -132,6 +132,10 @@ TEST_F(ConfigFileTest, FrozenCommentsWithLineBreaksReadBackAsCommentsOnly) {
       EXPECT_EQ(text(value), text(second.getEntry(key)));
       EXPECT_EQ(text(first.getEntryComment(key)),
                 text(second.getEntryComment(key)));
+    }
+  }
+}
+
 // Entries of a first read are collected, checked for duplicates by hash and
 // sorted once; a non-ASCII key hands the rest of the file to the ordered map.
 // Both ways must give the same entries, order and duplicate handling,
