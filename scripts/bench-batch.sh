@@ -1,8 +1,9 @@
 #!/bin/sh
 # The batch runner against the same job written in Python (sqlite3,
 # decimal, string.Template, a file per group), without the mail step, at
-# several sizes: wall time and peak resident memory of each, medians of
-# three runs.
+# several sizes: wall time, CPU time (user + system) and peak resident
+# memory of each, medians of three runs. On a busy machine compare the CPU
+# times; the wall time also holds the reports' fsync.
 #
 #   scripts/bench-batch.sh [BIN_DIR] [ROWS...]     (default: build/bench/bin,
 #                                                  100000 1000000 3000000)
@@ -30,22 +31,23 @@ c.execute('CREATE TABLE orders AS ' + open(sys.argv[2]).read()); c.commit()" \
     for run in 1 2 3; do
       rm -rf "$WORK/out"
       if [ $job = kxb ]; then
-        /usr/bin/time -f "%e %M" -o "$WORK/t" "$BIN/kxb-batch" \
+        /usr/bin/time -f "%e %U %S %M" -o "$WORK/t" "$BIN/kxb-batch" \
           --home examples/home --set "DATASOURCE/warehouse/PATH=$WORK/kxb.db" \
           --set "JOB/OUTPUT=$WORK/out" --set JOB/MAIL_TO= \
           --set "BASE/TEMP=$WORK" --set "BASE/LOGCONFIG_PATH=$WORK/log.cfg" >/dev/null 2>&1
       else
-        /usr/bin/time -f "%e %M" -o "$WORK/t" /usr/bin/python3 \
+        /usr/bin/time -f "%e %U %S %M" -o "$WORK/t" /usr/bin/python3 \
           bench/batch_python.py "$WORK/py.db" "$WORK/out"
       fi
       cat "$WORK/t" >> "$WORK/times"
     done
     secs=$(cut -d' ' -f1 "$WORK/times" | median)
-    kib=$(cut -d' ' -f2 "$WORK/times" | median)
-    printf '%-7s %8s rows  %7.2f s  %6d MB peak\n' "$job" "$rows" "$secs" \
-      $((kib / 1024))
-    eval "t_$job=$secs"
+    cpu=$(awk '{ print $2 + $3 }' "$WORK/times" | median)
+    kib=$(cut -d' ' -f4 "$WORK/times" | median)
+    printf '%-7s %8s rows  %7.2f s wall  %7.2f s CPU  %6d MB peak\n' \
+      "$job" "$rows" "$secs" "$cpu" $((kib / 1024))
+    eval "t_$job=$cpu"
   done
   awk -v k="$t_kxb" -v p="$t_python" \
-    'BEGIN { printf "        python / kxb-batch: %.1fx\n", p / k }'
+    'BEGIN { printf "        python / kxb-batch (CPU): %.1fx\n", p / k }'
 done
