@@ -10,6 +10,7 @@
 
 #include "decimal/dec_format.h"
 #include "decimal/dec_internal.h"
+#include "decimal/dec_sext_fast.h"
 
 using namespace kxdec;
 
@@ -214,16 +215,19 @@ decSext* decimal192FromNumber(decSext* r, const decNumber* n, decContext* set) {
 
 decSext* decSextAdd(decSext* r, const decSext* a, const decSext* b,
                     decContext* set) {
+  if (sextFastAdd(r, a, b, false, set)) return r;
   return binary(r, a, b, set, decNumberAdd);
 }
 
 decSext* decSextSubtract(decSext* r, const decSext* a, const decSext* b,
                          decContext* set) {
+  if (sextFastAdd(r, a, b, true, set)) return r;
   return binary(r, a, b, set, decNumberSubtract);
 }
 
 decSext* decSextMultiply(decSext* r, const decSext* a, const decSext* b,
                          decContext* set) {
+  if (sextFastMultiply(r, a, b, set)) return r;
   return binary(r, a, b, set, decNumberMultiply);
 }
 
