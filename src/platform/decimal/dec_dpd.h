@@ -1,6 +1,8 @@
 // Densely packed decimal declets: three decimal digits in ten bits, and
-// the two tables that convert every declet at once (1,000 values to
-// declets, 1,024 declets to values, non-canonical patterns included).
+// the tables that convert every declet at once: 1,000 values to declets
+// and 1,024 declets to values (non-canonical patterns included), and the
+// same between declets and three binary-coded decimal digits (12 bits, the
+// units digit lowest).
 //
 // Internal to the decimal library; the tables are built at compile time.
 #ifndef KXB_PLATFORM_DECIMAL_DEC_DPD_H_
@@ -87,15 +89,30 @@ constexpr uint16_t dpdDecodeRule(unsigned x) {
   return static_cast<uint16_t>(d2 * 100 + d1 * 10 + d0);
 }
 
+// Largest three-digit binary-coded decimal, 999.
+inline constexpr unsigned kBcd999 = 0x999;
+
 struct DpdTables {
   uint16_t to_dpd[1000];
   uint16_t from_dpd[1024];
+  uint16_t bcd_to_dpd[kBcd999 + 1];  // only indexes with digits 0-9 used
+  uint16_t dpd_to_bcd[1024];
 };
+
+constexpr unsigned bcdOf3(unsigned v) {
+  return (v / 100) << 8 | (v / 10 % 10) << 4 | v % 10;
+}
 
 constexpr DpdTables makeDpdTables() {
   DpdTables t{};
-  for (unsigned i = 0; i < 1000; ++i) t.to_dpd[i] = dpdEncodeRule(i);
-  for (unsigned i = 0; i < 1024; ++i) t.from_dpd[i] = dpdDecodeRule(i);
+  for (unsigned i = 0; i < 1000; ++i) {
+    t.to_dpd[i] = dpdEncodeRule(i);
+    t.bcd_to_dpd[bcdOf3(i)] = t.to_dpd[i];
+  }
+  for (unsigned i = 0; i < 1024; ++i) {
+    t.from_dpd[i] = dpdDecodeRule(i);
+    t.dpd_to_bcd[i] = static_cast<uint16_t>(bcdOf3(t.from_dpd[i]));
+  }
   return t;
 }
 

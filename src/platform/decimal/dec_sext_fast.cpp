@@ -1,5 +1,5 @@
-// Short cuts of the 192-bit format's addition, subtraction and
-// multiplication: straight from the 24 bytes to limbs of 18 digits and back.
+// Short cut of the 192-bit format's multiplication: straight from the 24
+// bytes to limbs of 18 digits and back.
 #include "decimal/dec_sext_fast.h"
 
 #include <string.h>
@@ -11,13 +11,10 @@
 namespace kxdec {
 namespace {
 
-constexpr int kDigits = DECSEXT_Pmax;            // 52
-constexpr int64_t kEmin = DECSEXT_Emin;          // smallest normal adjusted
-constexpr int64_t kEtiny = kEmin - kDigits + 1;  // smallest exponent
-constexpr int64_t kEtop = DECSEXT_Emax - kDigits + 1;  // largest exponent
-// An addition whose exponents differ by more is left to the general path;
-// up to this the exact sum fits six limbs (52 + 54 + 1 digits < 108).
-constexpr int64_t kMaxAlign = 54;
+constexpr int kDigits = kSextDigits;
+constexpr int64_t kEmin = kSextEmin;
+constexpr int64_t kEtiny = kSextEtiny;
+constexpr int64_t kEtop = kSextEtop;
 constexpr uint64_t kBillion = 1000000000ull;
 constexpr uint64_t k1e15 = 1000000000000000ull;
 constexpr uint64_t k1e16 = 10000000000000000ull;
@@ -67,25 +64,6 @@ struct Operand {
   bool neg;
 };
 
-inline uint64_t loadWord(const uint8_t* p) {
-  uint64_t v;
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  memcpy(&v, p, 8);
-#else
-  v = 0;
-  for (int i = 7; i >= 0; --i) v = (v << 8) | p[i];
-#endif
-  return v;
-}
-
-inline void storeWord(uint8_t* p, uint64_t v) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  memcpy(p, &v, 8);
-#else
-  for (int i = 0; i < 8; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
-#endif
-}
-
 // The value of three declets (30 bits).
 inline uint64_t fromDeclets3(uint64_t bits) {
   const uint16_t* t = kDpd.from_dpd;
@@ -133,21 +111,11 @@ inline uint64_t toDeclets6(uint64_t v) {
 
 // False for infinities and NaNs.
 inline bool unpack(const decSext* a, Operand* o) {
-  const uint64_t w0 = loadWord(a->bytes), w1 = loadWord(a->bytes + 8),
-                 w2 = loadWord(a->bytes + 16);
-  const unsigned comb = static_cast<unsigned>(w2 >> 58) & 0x1f;
-  if ((comb & 0x1e) == 0x1e) return false;
-  unsigned top, msd;
-  if ((comb & 0x18) == 0x18) {
-    top = (comb >> 1) & 3;
-    msd = 8 + (comb & 1);
-  } else {
-    top = comb >> 3;
-    msd = comb & 7;
-  }
+  const uint64_t w0 = sextLoadWord(a->bytes), w1 = sextLoadWord(a->bytes + 8),
+                 w2 = sextLoadWord(a->bytes + 16);
+  unsigned msd;
+  if (!sextFiniteHead(w2, &msd, &o->exp)) return false;
   o->neg = (w2 >> 63) != 0;
-  o->exp = static_cast<int64_t>((top << 16) | ((w2 >> 42) & 0xffff)) -
-           DECSEXT_Bias;
   // Declets 0-5 are bits 0-59, 6-11 bits 60-119, 12-16 bits 120-169.
   const uint64_t c1 = (w0 >> 60) | (w1 << 4);
   const uint64_t c2 = (w1 >> 56) | (w2 << 8);
@@ -167,25 +135,13 @@ inline void pack(decSext* r, bool neg, int64_t exp, const uint64_t c[3]) {
   // leading digit and two declets.
   const uint64_t top_hi = c[2] / kBillion;  // < 10^7
   const Groups g = groups3(top_hi);
-  const uint64_t msd = g.top;
   const uint64_t d0 = toDeclets6(c[0]), d1 = toDeclets6(c[1]);
   const uint64_t d2 = toDeclets3(c[2] - top_hi * kBillion) |
                       static_cast<uint64_t>(kDpd.to_dpd[g.low]) << 30 |
                       static_cast<uint64_t>(kDpd.to_dpd[g.mid]) << 40;
-  const uint64_t biased = static_cast<uint64_t>(exp + DECSEXT_Bias);
-  const uint64_t top = biased >> 16;
-  const uint64_t comb =
-      msd >= 8 ? 0x18 | (top << 1) | (msd & 1) : (top << 3) | msd;
-  storeWord(r->bytes, d0 | d1 << 60);
-  storeWord(r->bytes + 8, d1 >> 4 | d2 << 56);
-  storeWord(r->bytes + 16, d2 >> 8 | (biased & 0xffff) << 42 | comb << 58 |
-                               static_cast<uint64_t>(neg) << 63);
-}
-
-inline bool isFormatContext(const decContext* set) {
-  return set->digits == kDigits && set->emax == DECSEXT_Emax &&
-         set->emin == DECSEXT_Emin && set->clamp == 1 &&
-         static_cast<unsigned>(set->round) < DEC_ROUND_MAX;
+  sextStoreWord(r->bytes, d0 | d1 << 60);
+  sextStoreWord(r->bytes + 8, d1 >> 4 | d2 << 56);
+  sextStoreWord(r->bytes + 16, d2 >> 8 | sextHead(neg, g.top, exp));
 }
 
 // Rounds the exact result (-1)^neg * w * 10^exp (seven limbs, those from
@@ -258,100 +214,13 @@ bool roundAndPack(decSext* r, bool neg, const uint64_t w[7], int n,
   return true;
 }
 
-// out = d * 10^shift for shift <= kMaxAlign; out has seven limbs.
-inline void shiftUp(const uint64_t d[3], int64_t shift, uint64_t out[7]) {
-  for (int i = 0; i < 7; ++i) out[i] = 0;
-  const int q = static_cast<int>(shift / kLimbDigits);
-  const int s = static_cast<int>(shift % kLimbDigits);
-  if (s == 0) {
-    for (int i = 0; i < 3; ++i) out[q + i] = d[i];
-    return;
-  }
-  const uint64_t unit = kPow10[s];
-  for (int i = 0; i < 3; ++i) {
-    const uint64_t hi = quotient(d[i], kLimbDigits - s);
-    out[q + i] += (d[i] - hi * kPow10[kLimbDigits - s]) * unit;
-    out[q + i + 1] += hi;
-  }
-}
-
-// -1, 0 or 1 as a <, ==, > b (seven limbs each).
-inline int compare7(const uint64_t a[7], const uint64_t b[7]) {
-  for (int i = 6; i >= 0; --i) {
-    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
-  }
-  return 0;
-}
-
-// r = a + b, or a - b for a >= b (seven limbs each).
-inline void add7(const uint64_t a[7], const uint64_t b[7], uint64_t r[7]) {
-  uint64_t carry = 0;
-  for (int i = 0; i < 7; ++i) {
-    uint64_t v = a[i] + b[i] + carry;
-    carry = v >= kBase;
-    r[i] = carry ? v - kBase : v;
-  }
-}
-
-inline void sub7(const uint64_t a[7], const uint64_t b[7], uint64_t r[7]) {
-  uint64_t borrow = 0;
-  for (int i = 0; i < 7; ++i) {
-    const uint64_t sub = b[i] + borrow;
-    borrow = a[i] < sub;
-    r[i] = borrow ? a[i] + kBase - sub : a[i] - sub;
-  }
-}
-
 }  // namespace
 
 uint64_t divPow10(uint64_t x, int k) { return quotient(x, k); }
 
-bool sextFastAdd(decSext* r, const decSext* a, const decSext* b, bool negate_b,
-                 decContext* set) {
-  if (!isFormatContext(set)) return false;
-  Operand x, y;
-  if (!unpack(a, &x) || !unpack(b, &y)) return false;
-  y.neg = y.neg != negate_b;
-  // hi: the operand with the larger exponent, brought down to the other's.
-  const Operand& hi = x.exp >= y.exp ? x : y;
-  const Operand& lo = x.exp >= y.exp ? y : x;
-  const int64_t shift = hi.exp - lo.exp;
-  if (shift > kMaxAlign) return false;
-  uint64_t h[7], l[7] = {lo.d[0], lo.d[1], lo.d[2], 0, 0, 0, 0}, sum[7];
-  // Equal exponents (the usual case for money) need no shift and use four
-  // limbs at most.
-  int n = 4;
-  if (shift == 0) {
-    h[0] = hi.d[0], h[1] = hi.d[1], h[2] = hi.d[2];
-    h[3] = h[4] = h[5] = h[6] = 0;
-  } else {
-    shiftUp(hi.d, shift, h);
-    n = 7;
-  }
-  bool neg;
-  if (hi.neg == lo.neg) {
-    add7(h, l, sum);
-    neg = hi.neg;
-  } else {
-    const int cmp = compare7(h, l);
-    if (cmp == 0) {
-      for (uint64_t& v : sum) v = 0;
-      // An exact zero from opposite signs is +0, or -0 rounding to -Inf.
-      neg = set->round == DEC_ROUND_FLOOR;
-    } else if (cmp > 0) {
-      sub7(h, l, sum);
-      neg = hi.neg;
-    } else {
-      sub7(l, h, sum);
-      neg = lo.neg;
-    }
-  }
-  return roundAndPack(r, neg, sum, n, lo.exp, set);
-}
-
 bool sextFastMultiply(decSext* r, const decSext* a, const decSext* b,
                       decContext* set) {
-  if (!isFormatContext(set)) return false;
+  if (!sextIsFormatContext(set)) return false;
   Operand x, y;
   if (!unpack(a, &x) || !unpack(b, &y)) return false;
   // Schoolbook in half limbs of nine digits: each column of at most six
