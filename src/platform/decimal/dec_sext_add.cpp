@@ -119,6 +119,30 @@ inline void subWords(const uint64_t* a, const uint64_t* b, uint64_t* r) {
   r[N] = 0;
 }
 
+// a + b for two coefficients of at most 52 digits (no carry out of the
+// top word), as addWords<4> does but written out, so that the words stay
+// in registers on the path most additions take.
+inline void addCoefficients(const uint64_t* a, const uint64_t* b,
+                            uint64_t* r) {
+  const uint64_t b0 = a[0] + kSixes, b1 = a[1] + kSixes, b2 = a[2] + kSixes,
+                 b3 = a[3] + kSixes;
+  const uint64_t s0 = b0 + b[0], s1 = b1 + b[1], s2 = b2 + b[2],
+                 s3 = b3 + b[3];
+  const uint64_t c1 = s0 >> 60;
+  const uint64_t c2 = (s1 >> 60) | (((s1 + 1) >> 60) & c1);
+  const uint64_t c3 = (s2 >> 60) | (((s2 + 1) >> 60) & c2);
+  const uint64_t t1 = s1 + c1, t2 = s2 + c2, t3 = s3 + c3;
+  const uint64_t n0 = ~(s0 ^ b0 ^ b[0]) & kCarries;
+  const uint64_t n1 = ~(t1 ^ b1 ^ b[1]) & kCarries;
+  const uint64_t n2 = ~(t2 ^ b2 ^ b[2]) & kCarries;
+  const uint64_t n3 = ~(t3 ^ b3 ^ b[3]) & kCarries;
+  r[0] = (s0 - ((n0 >> 2) | (n0 >> 3))) & kDigitsMask;
+  r[1] = (t1 - ((n1 >> 2) | (n1 >> 3))) & kDigitsMask;
+  r[2] = (t2 - ((n2 >> 2) | (n2 >> 3))) & kDigitsMask;
+  r[3] = (t3 - ((n3 >> 2) | (n3 >> 3))) & kDigitsMask;
+  r[4] = 0;
+}
+
 // -1, 0 or 1 as a <, ==, > b over n words.
 inline int compareWords(const uint64_t* a, const uint64_t* b, int n) {
   for (int i = n - 1; i >= 0; --i) {
@@ -192,7 +216,7 @@ bool addAligned(decSext* r, const Operand& x, const Operand& y,
   uint64_t s[5];
   bool neg;
   if (x.neg == y.neg) {
-    addWords<4>(x.w, y.w, 0, s);
+    addCoefficients(x.w, y.w, s);
     neg = x.neg;
   } else {
     const int cmp = compareWords(x.w, y.w, 4);
@@ -242,21 +266,12 @@ bool addAligned(decSext* r, const Operand& x, const Operand& y,
   return true;
 }
 
-}  // namespace
-
-bool sextFastAdd(decSext* r, const decSext* a, const decSext* b, bool negate_b,
-                 decContext* set) {
-  if (!sextIsFormatContext(set)) return false;
-  Operand x, y;
-  if (!unpack(a, &x) || !unpack(b, &y)) return false;
-  y.neg = y.neg != negate_b;
-  if (x.exp == y.exp) return addAligned(r, x, y, set);
-  // hi: the operand with the larger exponent, brought down to the other's.
-  const Operand& hi = x.exp >= y.exp ? x : y;
-  const Operand& lo = x.exp >= y.exp ? y : x;
-  const int64_t shift = hi.exp - lo.exp;
-  if (shift > kMaxAlign) return false;
-  // Aligned, the operands span at most eight words.
+// x + y for exponents at most kMaxAlign apart (hi has the larger one):
+// hi is shifted down to lo's exponent, the exact sum formed in eight words
+// and rounded.
+__attribute__((noinline)) bool addShifted(decSext* r, const Operand& hi,
+                                          const Operand& lo, int64_t shift,
+                                          decContext* set) {
   uint64_t h[kSumWords], l[kSumWords], sum[kSumWords + 1];
   const int q = static_cast<int>(shift / kWordDigits);
   const int m = static_cast<int>(shift % kWordDigits);
@@ -281,6 +296,21 @@ bool sextFastAdd(decSext* r, const decSext* a, const decSext* b, bool negate_b,
     }
   }
   return roundAndPack(r, neg, sum, kSumWords + 1, lo.exp, set);
+}
+
+}  // namespace
+
+bool sextFastAdd(decSext* r, const decSext* a, const decSext* b, bool negate_b,
+                 decContext* set) {
+  if (!sextIsFormatContext(set)) return false;
+  Operand x, y;
+  if (!unpack(a, &x) || !unpack(b, &y)) return false;
+  y.neg = y.neg != negate_b;
+  if (x.exp == y.exp) return addAligned(r, x, y, set);
+  const bool x_hi = x.exp > y.exp;
+  const int64_t shift = x_hi ? x.exp - y.exp : y.exp - x.exp;
+  if (shift > kMaxAlign) return false;
+  return x_hi ? addShifted(r, x, y, shift, set) : addShifted(r, y, x, shift, set);
 }
 
 }  // namespace kxdec
