@@ -240,10 +240,9 @@ bool addAligned(decSext* r, const Operand& x, const Operand& y,
     pack(r, neg, exp, s);
     return true;
   }
-  uint64_t c[4];
-  for (int i = 0; i < 4; ++i) {
-    c[i] = (s[i] >> 4) | ((s[i + 1] << 56) & kDigitsMask);
-  }
+  uint64_t c[4] = {(s[0] >> 4) | ((s[1] << 56) & kDigitsMask),
+                   (s[1] >> 4) | ((s[2] << 56) & kDigitsMask),
+                   (s[2] >> 4) | ((s[3] << 56) & kDigitsMask), s[3] >> 4};
   const int round_digit = static_cast<int>(s[0] & 0xf);
   uint32_t status = DEC_Rounded;
   int64_t e = exp + 1;
