@@ -2,15 +2,18 @@
 // give the same bytes and the same conditions as the general path (decode
 // to the general number type, operate, encode), over operands chosen to hit
 // alignment, carries, cancellation, every rounding mode and the format's
-// limits, where the short cut must step aside.
+// limits, where the short cut must step aside; the direct codec of finite
+// values gives what the general codec gives.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 #include <string>
 
 #include "dec_test_util.h"
 #include "decimal/decNumber.h"
 #include "decimal/decSext.h"
+#include "decimal/dec_format.h"
 #include "decimal/dec_sext_fast.h"
 
 using dectestutil::defaultContext;
@@ -215,6 +218,70 @@ TEST(DecSextShortCut, TakenForMoneyAndFullLengthOperandsOnly) {
   narrow.digits = 34;
   EXPECT_FALSE(kxdec::sextFastAdd(&r, &price, &rate, false, &narrow));
   EXPECT_EQ(decContextGetStatus(&set), 0u);
+}
+
+bool sameNumber(const decNumber& a, const decNumber& b) {
+  if (a.bits != b.bits || a.digits != b.digits || a.exponent != b.exponent) {
+    return false;
+  }
+  for (int i = 0; i < (a.digits + 17) / 18; ++i) {
+    if (a.lsu[i] != b.lsu[i]) return false;
+  }
+  return true;
+}
+
+TEST(DecSextShortCut, CodecMatchesTheGeneralCodec) {
+  const kxdec::FormatInfo& f = *kxdec::formatInfo(192);
+  std::mt19937_64 rng(5);
+  for (int i = 0; i < 100000; ++i) {
+    // Any pattern, non-canonical declets included; every fourth one with a
+    // short coefficient so that leading zero limbs are met.
+    decSext v;
+    for (int j = 0; j < DECSEXT_Bytes; j += 8) {
+      const uint64_t w = rng();
+      std::memcpy(v.bytes + j, &w, 8);
+    }
+    if (i % 4 == 0) std::memset(v.bytes + 4 * (i % 5), 0, 12);
+    decNumber fast, general;
+    decimal192ToNumber(&v, &fast);
+    kxdec::formatDecode(f, v.bytes, &general);
+    ASSERT_TRUE(sameNumber(fast, general)) << hex(v);
+
+    decContext fast_set = defaultContext(), general_set = defaultContext();
+    decSext fast_bytes, general_bytes;
+    decimal192FromNumber(&fast_bytes, &general, &fast_set);
+    kxdec::formatEncode(f, &general, general_bytes.bytes, &general_set);
+    ASSERT_EQ(hex(fast_bytes), hex(general_bytes)) << hex(v);
+    ASSERT_EQ(fast_set.status, general_set.status);
+  }
+
+  // Numbers at and beyond the format's exponent limits and precision, which
+  // the general codec must clamp or round.
+  decContext wide;
+  decContextDefault(&wide, DEC_INIT_BASE);
+  wide.digits = 60;
+  wide.emax = 999999;
+  wide.emin = -999999;
+  const std::string coefficients[] = {
+      "1", "9999999999999999999999999999999999999999999999999999",
+      "12345678901234567890123456789012345678901234567890123"};
+  const int exponents[] = {DECSEXT_Emax - 51 - 1, DECSEXT_Emax - 51,
+                           DECSEXT_Emax - 51 + 1, DECSEXT_Emax,
+                           -DECSEXT_Bias - 1,     -DECSEXT_Bias,
+                           -DECSEXT_Bias + 1};
+  for (const std::string& coefficient : coefficients) {
+    for (int exponent : exponents) {
+      const std::string text = coefficient + "E" + std::to_string(exponent);
+      decNumber n;
+      decNumberFromString(&n, text.c_str(), &wide);
+      decContext fast_set = defaultContext(), general_set = defaultContext();
+      decSext fast_bytes, general_bytes;
+      decimal192FromNumber(&fast_bytes, &n, &fast_set);
+      kxdec::formatEncode(f, &n, general_bytes.bytes, &general_set);
+      EXPECT_EQ(hex(fast_bytes), hex(general_bytes)) << text;
+      EXPECT_EQ(fast_set.status, general_set.status) << text;
+    }
+  }
 }
 
 TEST(DecSextShortCut, PowerOfTenDivisionIsExact) {

@@ -29,12 +29,14 @@ inline unsigned combination(const decSext* a) {
 inline bool sextIsNaN(const decSext* a) { return combination(a) == 0x1f; }
 inline bool sextIsInf(const decSext* a) { return combination(a) == 0x1e; }
 
+// Finite values that fit go straight between the bytes and the limbs;
+// the general codec does the rest.
 inline void decode(const decSext* a, decNumber* n) {
-  formatDecode(sext(), a->bytes, n);
+  if (!sextDecodeFinite(a, n)) formatDecode(sext(), a->bytes, n);
 }
 
 inline decSext* encode(decSext* r, const decNumber* n, decContext* set) {
-  formatEncode(sext(), n, r->bytes, set);
+  if (!sextEncodeFitting(n, r)) formatEncode(sext(), n, r->bytes, set);
   return r;
 }
 

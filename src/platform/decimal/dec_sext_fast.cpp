@@ -218,6 +218,30 @@ bool roundAndPack(decSext* r, bool neg, const uint64_t w[7], int n,
 
 uint64_t divPow10(uint64_t x, int k) { return quotient(x, k); }
 
+bool sextDecodeFinite(const decSext* a, decNumber* n) {
+  Operand x;
+  if (!unpack(a, &x)) return false;
+  n->bits = x.neg ? DECNEG : 0;
+  n->exponent = static_cast<int32_t>(x.exp);
+  int limbs = 3;
+  while (limbs > 1 && x.d[limbs - 1] == 0) --limbs;
+  for (int i = 0; i < limbs; ++i) n->lsu[i] = x.d[i];
+  n->digits = (limbs - 1) * kLimbDigits + digitsOfU64(x.d[limbs - 1]);
+  return true;
+}
+
+bool sextEncodeFitting(const decNumber* n, decSext* r) {
+  if ((n->bits & DECSPECIAL) != 0 || n->digits > kDigits ||
+      n->exponent < kEtiny || n->exponent > kEtop) {
+    return false;
+  }
+  const int limbs = (n->digits + kLimbDigits - 1) / kLimbDigits;
+  uint64_t c[3] = {0, 0, 0};
+  for (int i = 0; i < limbs; ++i) c[i] = n->lsu[i];
+  pack(r, (n->bits & DECNEG) != 0, n->exponent, c);
+  return true;
+}
+
 bool sextFastMultiply(decSext* r, const decSext* a, const decSext* b,
                       decContext* set) {
   if (!sextIsFormatContext(set)) return false;

@@ -21,6 +21,7 @@
 #include <string.h>
 
 #include "decimal/decContext.h"
+#include "decimal/decNumber.h"
 #include "decimal/decSext.h"
 
 namespace kxdec {
@@ -109,6 +110,14 @@ bool sextFastAdd(decSext* r, const decSext* a, const decSext* b, bool negate_b,
 // a * b into r, as sextFastAdd.
 bool sextFastMultiply(decSext* r, const decSext* a, const decSext* b,
                       decContext* set);
+
+// Between the format and the general number type for finite values, the
+// same digits as the general codec gives and takes: decoding is false for
+// infinities and NaNs; encoding is false (and stores nothing) unless the
+// number fits the format as it stands, at most 52 digits and an exponent
+// within the format's.
+bool sextDecodeFinite(const decSext* a, decNumber* n);
+bool sextEncodeFitting(const decNumber* n, decSext* r);
 
 // floor(x / 10^k) for x < 2^60 and 1 <= k <= 18, by a multiplication.
 uint64_t divPow10(uint64_t x, int k);
