@@ -62,6 +62,12 @@ inline bool unpack(const decSext* a, Operand* o) {
   // 15-16 bits 150-169.
   const uint16_t* t = kDpd.dpd_to_bcd;
   o->w[0] = fromDeclets5(w0);
+  if ((w0 >> 50 | w1 | (w2 & ((uint64_t{1} << 42) - 1))) == 0) {
+    // At most fifteen digits and a leading digit, as amounts of money.
+    o->w[1] = o->w[2] = 0;
+    o->w[3] = static_cast<uint64_t>(msd) << 24;
+    return true;
+  }
   o->w[1] = fromDeclets5((w0 >> 50) | (w1 << 14));
   o->w[2] = fromDeclets5((w1 >> 36) | (w2 << 28));
   o->w[3] = static_cast<uint64_t>(t[(w2 >> 22) & 0x3ff]) |
@@ -74,6 +80,12 @@ inline bool unpack(const decSext* a, Operand* o) {
 // the format.
 inline void pack(decSext* r, bool neg, int64_t exp, const uint64_t c[4]) {
   const uint16_t* t = kDpd.bcd_to_dpd;
+  if ((c[1] | c[2] | c[3]) == 0) {  // fifteen digits or fewer
+    sextStoreWord(r->bytes, toDeclets5(c[0]));
+    sextStoreWord(r->bytes + 8, 0);
+    sextStoreWord(r->bytes + 16, sextHead(neg, 0, exp));
+    return;
+  }
   const uint64_t d0 = toDeclets5(c[0]), d1 = toDeclets5(c[1]),
                  d2 = toDeclets5(c[2]);
   const uint64_t d3 = static_cast<uint64_t>(t[c[3] & 0xfff]) |
