@@ -117,9 +117,15 @@ inline bool unpack(const decSext* a, Operand* o) {
   if (!sextFiniteHead(w2, &msd, &o->exp)) return false;
   o->neg = (w2 >> 63) != 0;
   // Declets 0-5 are bits 0-59, 6-11 bits 60-119, 12-16 bits 120-169.
+  o->d[0] = fromDeclets3(w0 >> 30) * kBillion + fromDeclets3(w0);
+  if ((w0 >> 60 | w1 | (w2 & ((uint64_t{1} << 42) - 1))) == 0) {
+    // At most eighteen digits and a leading digit, as amounts of money.
+    o->d[1] = 0;
+    o->d[2] = msd * k1e15;
+    return true;
+  }
   const uint64_t c1 = (w0 >> 60) | (w1 << 4);
   const uint64_t c2 = (w1 >> 56) | (w2 << 8);
-  o->d[0] = fromDeclets3(w0 >> 30) * kBillion + fromDeclets3(w0);
   o->d[1] = fromDeclets3(c1 >> 30) * kBillion + fromDeclets3(c1);
   const uint16_t* t = kDpd.from_dpd;
   o->d[2] = (msd * 1000000 + t[(c2 >> 40) & 0x3ff] * 1000 +
@@ -133,6 +139,12 @@ inline bool unpack(const decSext* a, Operand* o) {
 inline void pack(decSext* r, bool neg, int64_t exp, const uint64_t c[3]) {
   // The top limb (16 digits): nine digits in three declets, then the
   // leading digit and two declets.
+  if ((c[1] | c[2]) == 0) {  // eighteen digits or fewer
+    sextStoreWord(r->bytes, toDeclets6(c[0]));
+    sextStoreWord(r->bytes + 8, 0);
+    sextStoreWord(r->bytes + 16, sextHead(neg, 0, exp));
+    return;
+  }
   const uint64_t top_hi = c[2] / kBillion;  // < 10^7
   const Groups g = groups3(top_hi);
   const uint64_t d0 = toDeclets6(c[0]), d1 = toDeclets6(c[1]);
@@ -247,6 +259,20 @@ bool sextFastMultiply(decSext* r, const decSext* a, const decSext* b,
   if (!sextIsFormatContext(set)) return false;
   Operand x, y;
   if (!unpack(a, &x) || !unpack(b, &y)) return false;
+  uint64_t w[7] = {0, 0, 0, 0, 0, 0, 0};
+  if ((x.d[1] | x.d[2] | y.d[1] | y.d[2]) == 0) {
+    // Two coefficients of at most eighteen digits: four half products.
+    const uint64_t p1 = x.d[0] / kBillion, p0 = x.d[0] - p1 * kBillion;
+    const uint64_t q1 = y.d[0] / kBillion, q0 = y.d[0] - q1 * kBillion;
+    const uint64_t c0 = p0 * q0;
+    const uint64_t h0 = c0 % kBillion;
+    const uint64_t c1 = p0 * q1 + p1 * q0 + c0 / kBillion;
+    const uint64_t h1 = c1 % kBillion;
+    const uint64_t c2 = p1 * q1 + c1 / kBillion;
+    w[0] = h1 * kBillion + h0;
+    w[1] = c2;  // below 10^18: the product is below 10^36
+    return roundAndPack(r, x.neg != y.neg, w, 2, x.exp + y.exp, set);
+  }
   // Schoolbook in half limbs of nine digits: each column of at most six
   // products stays below 6 * 10^18, inside a word.
   uint64_t p[6], q[6];
@@ -268,9 +294,7 @@ bool sextFastMultiply(decSext* r, const decSext* a, const decSext* b,
     half[k] = v - carry * kBillion;
   }
   half[11] = carry;  // the product is below 10^104
-  uint64_t w[7];
   for (int i = 0; i < 6; ++i) w[i] = half[2 * i + 1] * kBillion + half[2 * i];
-  w[6] = 0;
   return roundAndPack(r, x.neg != y.neg, w, 7, x.exp + y.exp, set);
 }
 
