@@ -2,7 +2,8 @@
 // arithmetics on the same kind of work: Intel's decimal floating-point
 // library in its 128-bit (34-digit) format, and Boost.Multiprecision's
 // cpp_dec_float_50 (50 digits). Add, multiply, divide, square root, text in
-// and text out, each on full-length operands of similar magnitude. Every
+// and text out, each on full-length operands of similar magnitude; add and
+// multiply also on amounts of money (a few digits, two decimals). Every
 // loop lets its input escape (DoNotOptimize) each time round, so that the
 // header-only Boost code cannot be hoisted out of the loop as invariant.
 //
@@ -43,16 +44,19 @@ const char kA52[] = "1234567890123456789012345678901234567.890123456789012";
 const char kB52[] = "9876543210987654321098765432109876543.210987654321098";
 const char kA34[] = "1234567890123456789012345678901234567";
 const char kB34[] = "9876543210987654321098765432109876543";
+// Money: same exponent for the sum, a product with four decimals.
+const char kPrice[] = "1234567.89";
+const char kQuantity[] = "42.50";
 
 // --- 192-bit format ------------------------------------------------------
 
 struct Sext {
   decContext set;
   decSext a, b;
-  Sext() {
+  Sext(const char* x = kA52, const char* y = kB52) {
     decContextDefault(&set, DEC_INIT_DECIMAL192);
-    decSextFromString(&a, kA52, &set);
-    decSextFromString(&b, kB52, &set);
+    decSextFromString(&a, x, &set);
+    decSextFromString(&b, y, &set);
   }
 };
 
@@ -77,6 +81,28 @@ void BM_Sext_Multiply(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_Sext_Multiply);
+
+void BM_Sext_AddMoney(benchmark::State& state) {
+  Sext o(kPrice, kQuantity);
+  decSext r;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(o.a);
+    decSextAdd(&r, &o.a, &o.b, &o.set);
+    benchmark::DoNotOptimize(r);
+  }
+}
+BENCHMARK(BM_Sext_AddMoney);
+
+void BM_Sext_MultiplyMoney(benchmark::State& state) {
+  Sext o(kPrice, kQuantity);
+  decSext r;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(o.a);
+    decSextMultiply(&r, &o.a, &o.b, &o.set);
+    benchmark::DoNotOptimize(r);
+  }
+}
+BENCHMARK(BM_Sext_MultiplyMoney);
 
 void BM_Sext_Divide(benchmark::State& state) {
   Sext o;
@@ -130,12 +156,12 @@ BENCHMARK(BM_Sext_ToText);
 struct Bid {
   _IDEC_flags flags = 0;
   BID_UINT128 a, b;
-  Bid() {
-    char text[sizeof(kA34)];
-    std::memcpy(text, kA34, sizeof(kA34));
-    a = bid128_from_string(text, BID_ROUNDING_TO_NEAREST, &flags);
-    std::memcpy(text, kB34, sizeof(kB34));
-    b = bid128_from_string(text, BID_ROUNDING_TO_NEAREST, &flags);
+  Bid(const char* x = kA34, const char* y = kB34) {
+    // The library's conversion takes writable text.
+    std::string text = x;
+    a = bid128_from_string(text.data(), BID_ROUNDING_TO_NEAREST, &flags);
+    text = y;
+    b = bid128_from_string(text.data(), BID_ROUNDING_TO_NEAREST, &flags);
   }
 };
 
@@ -158,6 +184,26 @@ void BM_Bid128_Multiply(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_Bid128_Multiply);
+
+void BM_Bid128_AddMoney(benchmark::State& state) {
+  Bid o(kPrice, kQuantity);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(o.a);
+    BID_UINT128 r = bid128_add(o.a, o.b, BID_ROUNDING_TO_NEAREST, &o.flags);
+    benchmark::DoNotOptimize(r);
+  }
+}
+BENCHMARK(BM_Bid128_AddMoney);
+
+void BM_Bid128_MultiplyMoney(benchmark::State& state) {
+  Bid o(kPrice, kQuantity);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(o.a);
+    BID_UINT128 r = bid128_mul(o.a, o.b, BID_ROUNDING_TO_NEAREST, &o.flags);
+    benchmark::DoNotOptimize(r);
+  }
+}
+BENCHMARK(BM_Bid128_MultiplyMoney);
 
 void BM_Bid128_Divide(benchmark::State& state) {
   Bid o;

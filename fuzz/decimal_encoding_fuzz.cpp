@@ -4,7 +4,9 @@
 // decSextCanonical rewrites it to the canonical encoding of that number,
 // is idempotent, and the canonical encoding decodes to the same number.
 // Every operation gives the same canonical result for a pattern as for its
-// canonical form (arithmetic sees only the decoded number), and none of them
+// canonical form (arithmetic sees only the decoded number); addition,
+// subtraction and multiplication agree with the general number type they
+// take short cuts around; and none of them
 // crashes on any pattern or context rounding; KxbReal's operations on raw
 // words never crash either.
 #include <cstddef>
@@ -95,6 +97,30 @@ void sameUnary(Unary op, const decSext& a, const decSext& ca,
   if (!sameBytes(r1, r2) || s1.status != s2.status) __builtin_trap();
 }
 
+// Addition, subtraction and multiplication, which take short cuts for
+// finite operands, give the bytes and status of the general number type.
+void sameAsGeneral(const decSext& a, const decSext& b, enum rounding mode) {
+  using General = decNumber* (*)(decNumber*, const decNumber*,
+                                 const decNumber*, decContext*);
+  const Binary ops[] = {decSextAdd, decSextSubtract, decSextMultiply};
+  const General generals[] = {decNumberAdd, decNumberSubtract,
+                              decNumberMultiply};
+  for (int i = 0; i < 3; ++i) {
+    decContext s1, s2;
+    decContextDefault(&s1, DEC_INIT_DECIMAL192);
+    decContextSetRounding(&s1, mode);
+    s2 = s1;
+    decSext r1, r2;
+    ops[i](&r1, &a, &b, &s1);
+    decNumber x, y, z;
+    decimal192ToNumber(&a, &x);
+    decimal192ToNumber(&b, &y);
+    generals[i](&z, &x, &y, &s2);
+    decimal192FromNumber(&r2, &z, &s2);
+    if (!sameBytes(r1, r2) || s1.status != s2.status) __builtin_trap();
+  }
+}
+
 void exerciseReal(const decSext& a, const decSext& b, uint8_t knob) {
   uint64_t wa[3], wb[3];
   std::memcpy(wa, a.bytes, DECSEXT_Bytes);
@@ -183,6 +209,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                              decSextRemainderNear, decSextQuantize,
                              decSextCompare};
   for (Binary op : binaries) sameBinary(op, a, b, ca, cb, mode);
+  // b's low digits under a's sign, exponent and leading digits: operands
+  // of one exponent, as most sums of money are.
+  decSext aligned = b;
+  std::memcpy(aligned.bytes + 16, a.bytes + 16, 8);
+  sameAsGeneral(a, b, mode);
+  sameAsGeneral(a, aligned, mode);
   const Unary unaries[] = {decSextAbs,    decSextMinus,      decSextPlus,
                            decSextReduce, decSextSquareRoot,
                            decSextToIntegralExact};

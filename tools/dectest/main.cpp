@@ -6,8 +6,10 @@
 // Directories are searched (not recursively) for *.decTest files. For each
 // file and in total the runner prints the numbers of cases passed, failed
 // and skipped, every failure with its id, and why cases were skipped
-// (-v lists each skipped id too). Exit status: 0 when no case failed and at
-// least one file was read; 1 on failures; 2 on usage or file errors.
+// (-v lists each skipped id too). The last line is always the grand total,
+// "TOTAL: N passed, M failed, K skipped", for scripts to read. Exit status:
+// 0 when no case failed and at least one file was read; 1 on failures; 2 on
+// usage or file errors.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -226,9 +228,9 @@ int main(int argc, char** argv) {
   bool read_all = true;
   for (const auto& f : files)
     read_all = runFile(f, options, &grand, 0) && read_all;
+  printSkips(grand, "  ");
   std::printf("TOTAL: %ld passed, %ld failed, %ld skipped\n", grand.passed,
               grand.failed, grand.skipped);
-  printSkips(grand, "  ");
   if (!read_all) return 2;
   return grand.failed == 0 ? 0 : 1;
 }

@@ -10,6 +10,7 @@
 
 #include "decimal/dec_format.h"
 #include "decimal/dec_internal.h"
+#include "decimal/dec_sext_fast.h"
 
 using namespace kxdec;
 
@@ -28,12 +29,14 @@ inline unsigned combination(const decSext* a) {
 inline bool sextIsNaN(const decSext* a) { return combination(a) == 0x1f; }
 inline bool sextIsInf(const decSext* a) { return combination(a) == 0x1e; }
 
+// Finite values that fit go straight between the bytes and the limbs;
+// the general codec does the rest.
 inline void decode(const decSext* a, decNumber* n) {
-  formatDecode(sext(), a->bytes, n);
+  if (!sextDecodeFinite(a, n)) formatDecode(sext(), a->bytes, n);
 }
 
 inline decSext* encode(decSext* r, const decNumber* n, decContext* set) {
-  formatEncode(sext(), n, r->bytes, set);
+  if (!sextEncodeFitting(n, r)) formatEncode(sext(), n, r->bytes, set);
   return r;
 }
 
@@ -214,16 +217,19 @@ decSext* decimal192FromNumber(decSext* r, const decNumber* n, decContext* set) {
 
 decSext* decSextAdd(decSext* r, const decSext* a, const decSext* b,
                     decContext* set) {
+  if (sextFastAdd(r, a, b, false, set)) return r;
   return binary(r, a, b, set, decNumberAdd);
 }
 
 decSext* decSextSubtract(decSext* r, const decSext* a, const decSext* b,
                          decContext* set) {
+  if (sextFastAdd(r, a, b, true, set)) return r;
   return binary(r, a, b, set, decNumberSubtract);
 }
 
 decSext* decSextMultiply(decSext* r, const decSext* a, const decSext* b,
                          decContext* set) {
+  if (sextFastMultiply(r, a, b, set)) return r;
   return binary(r, a, b, set, decNumberMultiply);
 }
 

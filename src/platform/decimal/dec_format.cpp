@@ -3,101 +3,11 @@
 
 #include <string.h>
 
+#include "decimal/dec_dpd.h"
 #include "decimal/dec_internal.h"
 
 namespace kxdec {
 namespace {
-
-// Three digits d2 d1 d0 (bits abcd efgh ijkm) to the declet pqr stu v wxy.
-constexpr uint16_t encodeDeclet(unsigned n) {
-  unsigned d2 = n / 100, d1 = n / 10 % 10, d0 = n % 10;
-  unsigned a = d2 >> 3, e = d1 >> 3, i = d0 >> 3;
-  unsigned bcd = d2 & 7, fgh = d1 & 7, jkm = d0 & 7;
-  unsigned d = d2 & 1, h = d1 & 1, m = d0 & 1;
-  unsigned fg = (d1 >> 1) & 3, jk = (d0 >> 1) & 3;
-  unsigned pqr, stu, wxy, v = 1;
-  switch ((a << 2) | (e << 1) | i) {
-    case 0:  // all small
-      pqr = bcd, stu = fgh, wxy = jkm, v = 0;
-      break;
-    case 1:  // d0 large
-      pqr = bcd, stu = fgh, wxy = m;
-      break;
-    case 2:  // d1 large
-      pqr = bcd, stu = (jk << 1) | h, wxy = 2 | m;
-      break;
-    case 3:  // d1, d0 large
-      pqr = bcd, stu = 4 | h, wxy = 6 | m;
-      break;
-    case 4:  // d2 large
-      pqr = (jk << 1) | d, stu = fgh, wxy = 4 | m;
-      break;
-    case 5:  // d2, d0 large
-      pqr = (fg << 1) | d, stu = 2 | h, wxy = 6 | m;
-      break;
-    case 6:  // d2, d1 large
-      pqr = (jk << 1) | d, stu = h, wxy = 6 | m;
-      break;
-    default:  // all large
-      pqr = d, stu = 6 | h, wxy = 6 | m;
-      break;
-  }
-  return static_cast<uint16_t>((pqr << 7) | (stu << 4) | (v << 3) | wxy);
-}
-
-constexpr uint16_t decodeDeclet(unsigned x) {
-  unsigned p = (x >> 9) & 1, q = (x >> 8) & 1, r = (x >> 7) & 1;
-  unsigned s = (x >> 6) & 1, t = (x >> 5) & 1, u = (x >> 4) & 1;
-  unsigned v = (x >> 3) & 1, w = (x >> 2) & 1, xb = (x >> 1) & 1, y = x & 1;
-  unsigned pqr = (p << 2) | (q << 1) | r, stu = (s << 2) | (t << 1) | u;
-  unsigned d2, d1, d0;
-  if (!v) {
-    d2 = pqr, d1 = stu, d0 = (w << 2) | (xb << 1) | y;
-  } else {
-    switch ((w << 1) | xb) {
-      case 0:
-        d2 = pqr, d1 = stu, d0 = 8 + y;
-        break;
-      case 1:
-        d2 = pqr, d1 = 8 + u, d0 = (s << 2) | (t << 1) | y;
-        break;
-      case 2:
-        d2 = 8 + r, d1 = stu, d0 = (p << 2) | (q << 1) | y;
-        break;
-      default:
-        switch ((s << 1) | t) {
-          case 0:
-            d2 = 8 + r, d1 = 8 + u, d0 = (p << 2) | (q << 1) | y;
-            break;
-          case 1:
-            d2 = 8 + r, d1 = (p << 2) | (q << 1) | u, d0 = 8 + y;
-            break;
-          case 2:
-            d2 = pqr, d1 = 8 + u, d0 = 8 + y;
-            break;
-          default:
-            d2 = 8 + r, d1 = 8 + u, d0 = 8 + y;
-            break;
-        }
-        break;
-    }
-  }
-  return static_cast<uint16_t>(d2 * 100 + d1 * 10 + d0);
-}
-
-struct Tables {
-  uint16_t to_dpd[1000];
-  uint16_t from_dpd[1024];
-};
-
-constexpr Tables makeTables() {
-  Tables t{};
-  for (unsigned i = 0; i < 1000; ++i) t.to_dpd[i] = encodeDeclet(i);
-  for (unsigned i = 0; i < 1024; ++i) t.from_dpd[i] = decodeDeclet(i);
-  return t;
-}
-
-constexpr Tables kTables = makeTables();
 
 constexpr FormatInfo kFormats[4] = {
     {32, 4, 7, 96, 101, 6, 2},
@@ -165,10 +75,10 @@ void decletsToBig(const Words& x, unsigned msd, Big& c) {
     // Two independent halves of three declets each.
     uint64_t lo = 0, hi = 0;
     for (int k = (count < 3 ? count : 3) - 1; k >= 0; --k) {
-      lo = lo * 1000 + kTables.from_dpd[(chunk >> (10 * k)) & 0x3ff];
+      lo = lo * 1000 + kDpd.from_dpd[(chunk >> (10 * k)) & 0x3ff];
     }
     for (int k = count - 1; k >= 3; --k) {
-      hi = hi * 1000 + kTables.from_dpd[(chunk >> (10 * k)) & 0x3ff];
+      hi = hi * 1000 + kDpd.from_dpd[(chunk >> (10 * k)) & 0x3ff];
     }
     c.d[j] = hi * 1000000000ull + lo;
   }
@@ -192,7 +102,7 @@ unsigned bigToDeclets(const Big& c, Words& x) {
     uint64_t chunk = 0;
     for (int k = 0; k < count; ++k) {
       uint32_t& h = halves[k / 3];
-      chunk |= static_cast<uint64_t>(kTables.to_dpd[h % 1000]) << (10 * k);
+      chunk |= static_cast<uint64_t>(kDpd.to_dpd[h % 1000]) << (10 * k);
       h /= 1000;
     }
     setField(x, 60 * j, 10 * count, chunk);
@@ -289,11 +199,11 @@ void encodeImpl(const decNumber* in, uint8_t* bytes, decContext* set) {
 }  // namespace
 
 uint16_t dpdEncodeDeclet(unsigned value) {
-  return kTables.to_dpd[value % 1000];
+  return kDpd.to_dpd[value % 1000];
 }
 
 unsigned dpdDecodeDeclet(uint16_t declet) {
-  return kTables.from_dpd[declet & 0x3ff];
+  return kDpd.from_dpd[declet & 0x3ff];
 }
 
 const FormatInfo* formatInfo(int bits) {
