@@ -388,7 +388,9 @@ KxbString KxbReal::asString(int maxLength) const {
 }
 
 void KxbReal::asFD(uint64_t* words) {
-  if (!isNull()) {
+  // Most values (amounts read back from their normal form) are normal
+  // already; the general path below costs a reduction and an addition.
+  if (!isNull() && !decSextIsPlainReduced(sext(value_))) {
     Context context;
     decSext zero;
     decSextZero(&zero);

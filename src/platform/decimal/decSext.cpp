@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 
+#include "decimal/dec_dpd.h"
 #include "decimal/dec_format.h"
 #include "decimal/dec_internal.h"
 #include "decimal/dec_sext_fast.h"
@@ -395,6 +396,16 @@ decSext* decSextSetExponent(decSext* a, decContext* set, int32_t exponent) {
 
 uint32_t decSextIsCanonical(const decSext* a) {
   return formatIsCanonical(sext(), a->bytes) ? 1 : 0;
+}
+
+uint32_t decSextIsPlainReduced(const decSext* a) {
+  // The last coefficient digit is the last of the lowest declet, bits 0-9.
+  const unsigned declet = (a->bytes[0] | (a->bytes[1] & 0x03u) << 8);
+  if (kxdec::kDpd.from_dpd[declet] % 10 == 0) return 0;  // also for a zero
+  return decSextIsFinite(a) && decSextGetExponent(a) <= 0 &&
+                 decSextIsCanonical(a)
+             ? 1
+             : 0;
 }
 
 uint32_t decSextIsFinite(const decSext* a) {

@@ -194,6 +194,10 @@ uint32_t decSextIsSNaN(const decSext* value);
 uint32_t decSextIsSigned(const decSext* value);    // sign bit, NaNs too
 uint32_t decSextIsNegative(const decSext* value);  // < 0, not a NaN
 uint32_t decSextIsZero(const decSext* value);
+// 1 for a canonical, finite, non-zero value whose coefficient ends in a
+// non-zero digit and whose exponent is at most 0: reducing it changes
+// nothing, nor does adding a zero of exponent 0 to it.
+uint32_t decSextIsPlainReduced(const decSext* value);
 
 #ifdef __cplusplus
 }

@@ -303,3 +303,34 @@ TEST(DecSextShortCut, PowerOfTenDivisionIsExact) {
 }
 
 }  // namespace
+
+// decSextIsPlainReduced lets a value skip normalisation: whenever it says
+// so, reducing the value and adding a zero of exponent 0 (the normal form)
+// must give back the very same bytes; and it must say so for plain money.
+TEST(DecSextShortCut, PlainReducedValuesAreTheirOwnNormalForm) {
+  Operands gen(20261124);
+  decSext zero = sext("0");
+  int plain = 0;
+  for (int i = 0; i < 100000; ++i) {
+    int ea = 0, eb = 0;
+    gen.exponents(&ea, &eb);
+    decSext v = gen.value(gen.pick(2) ? ea : -static_cast<int>(gen.pick(30)));
+    decContext set = defaultContext();
+    decSext normal;
+    decSextReduce(&normal, &v, &set);
+    decSextAdd(&normal, &normal, &zero, &set);
+    if (decSextIsPlainReduced(&v)) {
+      ++plain;
+      ASSERT_EQ(hex(normal), hex(v)) << str(v);
+    }
+  }
+  EXPECT_GT(plain, 1000);
+  for (const char* money : {"77777.37", "-742.1", "1", "986923357987942995.06"}) {
+    decSext v = sext(money);
+    EXPECT_EQ(1u, decSextIsPlainReduced(&v)) << money;
+  }
+  for (const char* other : {"0", "-0", "742.10", "1E+2", "Infinity", "NaN"}) {
+    decSext v = sext(other);
+    EXPECT_EQ(0u, decSextIsPlainReduced(&v)) << other;
+  }
+}
