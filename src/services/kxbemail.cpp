@@ -233,9 +233,10 @@ KxbString KxbEmail::encodeHeaderValue(KxbString value) {
   KxbString encoded = encodeBody(value);
   if (encoded.isNull()) return encoded;
   KxbString word("=?UTF-8?B?", true);
-  bool failed = false;
-  word.append(encoded, &failed).append("?=", &failed);
-  if (failed) {
+  // Each append clears the flag it is given, so each has its own.
+  bool failedText = false, failedEnd = false;
+  word.append(encoded, &failedText).append("?=", &failedEnd);
+  if (failedText || failedEnd) {
     errorMessage_ = kxb_get_message(kSet, kOutOfMemory, kUnit, __LINE__);
     return KxbString();
   }

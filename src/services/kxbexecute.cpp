@@ -55,14 +55,15 @@ void freeAll(char** array) {
 // Appends `text` to `line`, in double quotes when it holds a space and does
 // not already begin with one.
 bool appendQuoted(KxbString* line, const KxbString& text) {
-  bool failed = false;
+  // Each append clears the flag it is given, so every one has its own.
+  bool failed[3] = {false, false, false};
   const char* bytes = text.asCstr();
   if (bytes[0] != '"' && std::strchr(bytes, ' ') != nullptr) {
-    line->append("\"", &failed).append(text, &failed).append("\"", &failed);
+    line->append("\"", &failed[0]).append(text, &failed[1]).append("\"", &failed[2]);
   } else {
-    line->append(text, &failed);
+    line->append(text, &failed[0]);
   }
-  return !failed;
+  return !failed[0] && !failed[1] && !failed[2];
 }
 
 // Everything one run makes, given back whatever happens.
