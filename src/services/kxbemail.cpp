@@ -265,7 +265,10 @@ KxbString KxbEmail::encodeBody(KxbString text) {
 bool KxbEmail::writeValue(const char* name, KxbString value) {
   int nonAscii = 0;
   scanStr(value, &nonAscii);
-  if (nonAscii) {
+  // A line break would end the header and let the rest pass for headers of
+  // its own: such a value is encoded like a non-ASCII one.
+  const char* text = value.asCstr();
+  if (nonAscii || std::strpbrk(text, "\r\n") != nullptr) {
     value = encodeHeaderValue(value);
     if (value.isNull()) return false;  // 444 is set
   }
