@@ -28,9 +28,12 @@
 // empty line. Leading and trailing white space of
 // lines is not preserved.
 //
-// Errors: only opening, reading, writing and closing files fail; the
-// operation returns false and getErrorMessage() tells why (the text file
-// layer's message, which names the path). Malformed lines are never errors.
+// Errors: only opening, reading, writing and closing files fail, and
+// running out of memory; the operation returns false and getErrorMessage()
+// tells why (the text file layer's message, which names the path, or "Out
+// of memory."). A read that runs out of memory keeps the lines read before;
+// a write that does leaves the target untouched. Malformed lines are never
+// errors.
 //
 // Thread safety: none; an object is used by one thread at a time. Reading
 // and writing need the text IO library (kxbtxtfile.h).

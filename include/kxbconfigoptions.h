@@ -69,8 +69,9 @@ class KxbConfigOptions {
   // `extension`, compared ignoring case; every file when `extension` is
   // empty) in name order into one configuration file, so that later files
   // override earlier ones, and sets its entries. False when the directory
-  // cannot be listed, with the reason in lastError(); a file that cannot be
-  // read is skipped, leaving its reason in lastError().
+  // cannot be listed or memory runs out (the options set so far stay), with
+  // the reason in lastError(); a file that cannot be read in full is
+  // skipped (none of its lines count), leaving its reason in lastError().
   virtual bool loadDirectory(const KxbString& directory,
                              const KxbString& extension) = 0;
   // The message left by the last failed directory read; empty at first.

@@ -210,9 +210,11 @@ class KxbDatavar {
   // Converts the held value to `type` in place with the conversion above
   // and assigns the result back, also when it failed (Boolean false,
   // Integer 0, Real and Binary null). Returns false for a null variant, for
-  // Unknown and types outside the enumeration (nothing changes), and when
-  // the conversion failed. A Date conversion never fails: an unreadable
-  // text gives true and a null variant.
+  // Unknown and types outside the enumeration (nothing changes), when
+  // the conversion failed, and when memory ran out (the variant is then as
+  // it was, or null when its new value could not be stored). A Date
+  // conversion never fails: an unreadable text gives true and a null
+  // variant.
   bool setType(kxbType type);
 
   // Cuts a String value to at most `chars` whole characters within

@@ -32,8 +32,10 @@
 //     <empty line>
 //     <base64 lines of 76 characters (57 bytes each); the last shorter>
 //     --KX_EMAIL_00--
-// A header value with a non-ASCII character is written as one encoded word
-// "=?UTF-8?B?<base64 of all its bytes>?=", however long. A text part with a
+// A header value with a non-ASCII character or a line break (CR or LF) is
+// written as one encoded word "=?UTF-8?B?<base64 of all its bytes>?=",
+// however long: a raw line break would let the rest of the value pass for
+// headers of its own. A text part with a
 // non-ASCII character is base64 on a single line: such a part longer than
 // 747 bytes exceeds the 998-character line limit of mail, and servers that
 // enforce it refuse the mail ("500 Line too long"); the mail program's

@@ -94,7 +94,8 @@ class KxbString {
   // negative). Null gives null.
   KxbString right(int count) const;
   // From character `start` on, up to `count` occurrences of `what` replaced by
-  // `with` (all when negative, none when 0). Null gives null.
+  // `with` (all when negative, none when 0). Null gives null, and so does
+  // running out of memory.
   KxbString replace(const KxbString& what, const KxbString& with,
                     unsigned start = 0, int count = -1) const;
 

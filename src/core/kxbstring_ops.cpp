@@ -219,21 +219,29 @@ KxbString KxbString::replace(const KxbString& what, const KxbString& with,
                              unsigned start, int count) const {
   KxbString result;
   if (isNull()) return result;
-  if (start != 0) result.append(mid(0, static_cast<int>(start)));
+  // Every piece and every append must succeed: a result with a piece
+  // missing would pass for a good one.
+  bool failed = false;
+  auto take = [&](const KxbString& piece) {
+    bool pieceFailed = piece.isNull();
+    if (!pieceFailed) result.append(piece, &pieceFailed);
+    failed = failed || pieceFailed;
+  };
+  if (start != 0) take(mid(0, static_cast<int>(start)));
   int pos = static_cast<int>(start);
   if (count != 0) {
     int step = what.length();
     for (;;) {
       int found = find(what, pos);
       if (found < 0) break;
-      result.append(mid(static_cast<unsigned>(pos), found - pos));
-      result.append(with);
+      take(mid(static_cast<unsigned>(pos), found - pos));
+      if (!with.isNull()) take(with);
       pos = found + step;
       if (count > 0 && --count == 0) break;
     }
   }
-  result.append(mid(static_cast<unsigned>(pos), -1));
-  return result;
+  take(mid(static_cast<unsigned>(pos), -1));
+  return failed ? KxbString() : result;
 }
 
 // ---------------------------------------------------------------------------

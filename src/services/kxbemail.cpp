@@ -233,9 +233,10 @@ KxbString KxbEmail::encodeHeaderValue(KxbString value) {
   KxbString encoded = encodeBody(value);
   if (encoded.isNull()) return encoded;
   KxbString word("=?UTF-8?B?", true);
-  bool failed = false;
-  word.append(encoded, &failed).append("?=", &failed);
-  if (failed) {
+  // Each append clears the flag it is given, so each has its own.
+  bool failedText = false, failedEnd = false;
+  word.append(encoded, &failedText).append("?=", &failedEnd);
+  if (failedText || failedEnd) {
     errorMessage_ = kxb_get_message(kSet, kOutOfMemory, kUnit, __LINE__);
     return KxbString();
   }
@@ -264,7 +265,10 @@ KxbString KxbEmail::encodeBody(KxbString text) {
 bool KxbEmail::writeValue(const char* name, KxbString value) {
   int nonAscii = 0;
   scanStr(value, &nonAscii);
-  if (nonAscii) {
+  // A line break would end the header and let the rest pass for headers of
+  // its own: such a value is encoded like a non-ASCII one.
+  const char* text = value.asCstr();
+  if (nonAscii || std::strpbrk(text, "\r\n") != nullptr) {
     value = encodeHeaderValue(value);
     if (value.isNull()) return false;  // 444 is set
   }

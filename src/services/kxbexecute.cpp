@@ -10,6 +10,7 @@
 #include "np_mem.h"
 #include "np_proc.h"
 #include "np_uchar.h"
+#include "services/kxbexecute_line.h"
 
 namespace {
 
@@ -52,19 +53,6 @@ void freeAll(char** array) {
   np_mem_free(array);
 }
 
-// Appends `text` to `line`, in double quotes when it holds a space and does
-// not already begin with one.
-bool appendQuoted(KxbString* line, const KxbString& text) {
-  bool failed = false;
-  const char* bytes = text.asCstr();
-  if (bytes[0] != '"' && std::strchr(bytes, ' ') != nullptr) {
-    line->append("\"", &failed).append(text, &failed).append("\"", &failed);
-  } else {
-    line->append(text, &failed);
-  }
-  return !failed;
-}
-
 // Everything one run makes, given back whatever happens.
 struct RunResources {
   char** environment = nullptr;
@@ -83,6 +71,36 @@ struct RunResources {
 };
 
 }  // namespace
+
+namespace {
+
+// Appends `text` to `line`, in double quotes when it holds a space and does
+// not already begin with one.
+bool appendQuoted(KxbString* line, const KxbString& text) {
+  // Each append clears the flag it is given, so every one has its own.
+  bool failed[3] = {false, false, false};
+  const char* bytes = text.asCstr();
+  if (bytes[0] != '"' && std::strchr(bytes, ' ') != nullptr) {
+    line->append("\"", &failed[0]).append(text, &failed[1]).append("\"", &failed[2]);
+  } else {
+    line->append(text, &failed[0]);
+  }
+  return !failed[0] && !failed[1] && !failed[2];
+}
+
+}  // namespace
+
+KxbString kxbExecuteShellLine(const KxbString& command,
+                              const std::vector<KxbString>& options) {
+  KxbString line("");
+  bool ok = appendQuoted(&line, command);
+  for (const KxbString& option : options) {
+    bool failed = false;
+    line.append(" ", &failed);
+    ok = ok && !failed && appendQuoted(&line, option);
+  }
+  return ok ? line : KxbString();
+}
 
 struct KxbExecute::Record {
   KxbString errorMessage;
@@ -208,14 +226,8 @@ bool KxbExecute::run(bool useShell, bool captureOutput, int wait) {
 
   int started;
   if (useShell) {
-    KxbString line("");
-    bool ok = appendQuoted(&line, r.command);
-    for (const KxbString& option : r.options) {
-      bool failed = false;
-      line.append(" ", &failed);
-      ok = ok && !failed && appendQuoted(&line, option);
-    }
-    if (!ok) {
+    const KxbString line = kxbExecuteShellLine(r.command, r.options);
+    if (line.isNull()) {
       r.errorMessage = kxb_get_message(kSet, kOutOfMemory, kUnit, __LINE__);
       return false;
     }

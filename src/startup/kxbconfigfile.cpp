@@ -20,6 +20,23 @@ KxbString outOfMemory(int line) {
 
 bool isNonEmpty(const KxbString& text) { return text.length() > 0; }
 
+// The string operations give null when memory runs out; reading turns that
+// into a failed read instead of a model with a piece missing.
+KxbString need(KxbString text) {
+  if (text.isNull()) throw std::bad_alloc();
+  return text;
+}
+
+// Appends `piece` to `line`; *failed becomes true when that fails and stays
+// true (append itself clears the flag it is given).
+void add(KxbString& line, const KxbString& piece, bool* failed) {
+  bool pieceFailed = false;
+  line.append(piece, &pieceFailed);
+  *failed = *failed || pieceFailed;
+}
+
+// The helpers below give null when memory runs out.
+
 // A comment as written in a file: line breaks become a backslash and "n".
 KxbString escapeComment(const KxbString& comment) {
   return comment.replace(KxbString("\r\n", true), KxbString("\\n", true))
@@ -27,9 +44,11 @@ KxbString escapeComment(const KxbString& comment) {
 }
 
 KxbString commentLine(const KxbString& comment) {
+  if (comment.isNull()) return comment;
   KxbString line("#", true);
-  line.append(comment);
-  return line;
+  bool failed = false;
+  add(line, comment, &failed);
+  return failed ? KxbString() : line;
 }
 
 // The plain text an entry's comment becomes when the entry is frozen: "#" and
@@ -40,18 +59,23 @@ KxbString commentLine(const KxbString& comment) {
 KxbString frozenCommentLine(const KxbString& comment) {
   static const KxbString cr("\r", true), lf("\n", true);
   KxbString line("#", true);
+  bool failed = false;
   int from = 0;
   for (;;) {
     int atCr = comment.find(cr, from), atLf = comment.find(lf, from);
     if (atCr < 0 && atLf < 0) break;
     int end = atCr < 0 ? atLf : atLf < 0 ? atCr : std::min(atCr, atLf);
     if (end == atCr && atLf == atCr + 1) ++end;  // CR LF is one break
-    line.append(comment.mid(from, end + 1 - from));
-    line.append("#", 1);
+    const KxbString piece = comment.mid(from, end + 1 - from);
+    failed = failed || piece.isNull();
+    add(line, piece, &failed);
+    add(line, KxbString("#", true), &failed);
     from = end + 1;
   }
-  line.append(comment.mid(from));
-  return line;
+  const KxbString rest = comment.mid(from);
+  failed = failed || rest.isNull();
+  add(line, rest, &failed);
+  return failed ? KxbString() : line;
 }
 
 KxbConfigLine plainLine(const KxbString& text) {
@@ -64,30 +88,36 @@ KxbConfigLine plainLine(const KxbString& text) {
 
 KxbString kxbConfigJoined(const KxbString& key, const KxbString& value) {
   KxbString line(key);
-  line.append("=", 1);
-  line.append(value);
-  return line;
+  bool failed = false;
+  add(line, KxbString("=", true), &failed);
+  add(line, value, &failed);
+  return failed ? KxbString() : line;
 }
 
 // The comment takes the entry's line and `text` the next one; when that
 // next line is taken by another record (the comment was set after reading),
 // both go into one record, written as two lines, so that nothing is
 // overwritten. (The next line number must also be one already read: later
-// reads use the numbers after lineCount.)
+// reads use the numbers after lineCount.) Throws std::bad_alloc when memory
+// runs out, before changing anything.
 void kxbConfigFreezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
                           const KxbString& text) {
+  need(text);
   int32_t at = entry.line;
   if (isNonEmpty(entry.comment)) {
+    KxbString comment = need(frozenCommentLine(entry.comment));
     if (at + 1 <= d.lineCount && d.lines.count(at + 1) == 0) {
-      d.lines[at] = plainLine(frozenCommentLine(entry.comment));
-      ++at;
-    } else {
-      KxbString both = frozenCommentLine(entry.comment);
-      both.append("\n", 1);
-      both.append(text);
-      d.lines[at] = plainLine(both);
+      KxbConfigLine& textRecord = d.lines[at + 1];  // may throw
+      d.lines[at] = plainLine(comment);
+      textRecord = plainLine(text);
       return;
     }
+    bool failed = false;
+    add(comment, KxbString("\n", true), &failed);
+    add(comment, text, &failed);
+    if (failed) throw std::bad_alloc();
+    d.lines[at] = plainLine(comment);
+    return;
   }
   d.lines[at] = plainLine(text);
 }
@@ -107,12 +137,23 @@ bool KxbConfigFile::write(const KxbString& path) {
     file->release();
     return false;
   };
+  // A line that could not be made (memory ran out) fails the write before
+  // anything reaches the target.
+  auto outOfMemoryFailed = [&]() {
+    d.errorMessage = outOfMemory(__LINE__);
+    file->release();
+    return false;
+  };
+  bool noMemory = false;
   auto writeEntry = [&](const KxbString& key, const KxbConfigEntry& entry) {
-    if (isNonEmpty(entry.comment) &&
-        !file->writeln(commentLine(escapeComment(entry.comment)))) {
-      return false;
+    if (isNonEmpty(entry.comment)) {
+      const KxbString comment = commentLine(escapeComment(entry.comment));
+      if (comment.isNull()) return !(noMemory = true);
+      if (!file->writeln(comment)) return false;
     }
-    return file->writeln(kxbConfigJoined(key, entry.value));
+    const KxbString line = kxbConfigJoined(key, entry.value);
+    if (line.isNull()) return !(noMemory = true);
+    return file->writeln(line);
   };
   for (const auto& [number, line] : d.lines) {
     if (!line.isEntry) {
@@ -121,13 +162,17 @@ bool KxbConfigFile::write(const KxbString& path) {
     }
     auto entry = d.entries.find(line.text);
     if (entry == d.entries.end()) continue;
-    if (!writeEntry(line.text, entry->second)) return failed();
+    if (!writeEntry(line.text, entry->second)) {
+      return noMemory ? outOfMemoryFailed() : failed();
+    }
   }
   for (const KxbString& key : d.addedKeys) {
     auto entry = d.entries.find(key);
     if (entry == d.entries.end()) continue;  // left over from clear()
     if (!file->writeln(KxbString("", true))) return failed();
-    if (!writeEntry(key, entry->second)) return failed();
+    if (!writeEntry(key, entry->second)) {
+      return noMemory ? outOfMemoryFailed() : failed();
+    }
   }
   if (!file->close()) return failed();
   file->release();

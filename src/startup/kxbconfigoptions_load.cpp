@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kxbconfigfile.h"
+#include "kxbmessage.h"
 #include "kxbpath.h"
 #include "np_encode.h"
 #include "np_env.h"
@@ -18,12 +19,18 @@ constexpr size_t kEnvironmentBytes = 4096;
 constexpr int kFilesOnly = 0x40000000;
 
 // True when `name` ends in "." + `extension`, ignoring case.
-bool hasExtension(const KxbString& name, const KxbString& extension) {
-  KxbString suffix(".", true);
-  suffix.append(extension);
+// 1 when `name` ends in `suffix` (ignoring case), 0 when it does not, -1
+// when memory ran out.
+int endsWith(const KxbString& name, const KxbString& suffix) {
   int length = suffix.length();
-  if (name.length() < length) return false;
-  return name.right(length).compare(suffix, false) == 0;
+  if (name.length() < length) return 0;
+  const KxbString end = name.right(length);
+  if (end.isNull()) return -1;
+  return end.compare(suffix, false) == 0 ? 1 : 0;
+}
+
+KxbString outOfMemory(int line) {
+  return kxb_get_message("Base Services", 444, "kxbconfigoptions", line);
 }
 
 }  // namespace
@@ -76,16 +83,45 @@ bool KxbConfigOptionsImpl::loadDirectoryObserved(const KxbString& directory,
     return false;
   }
   bool anyExtension = extension.length() == 0;
+  // Running out of memory anywhere fails the load with "Out of memory."
+  // rather than leaving a file out unnoticed.
+  auto outOfMemoryFailed = [&](int line) {
+    setLastError(outOfMemory(line));
+    listing->release();
+    return false;
+  };
+  KxbString suffix(".", true);
+  bool failed = false;
+  suffix.append(extension, &failed);
+  if (failed) return outOfMemoryFailed(__LINE__);
   KxbConfigFile combined;
   KxbConfigFileData* model = KxbConfigFileAccess::data(combined);
+  if (model == nullptr) return outOfMemoryFailed(__LINE__);
   std::vector<KxbConfigFileSpan> spans;
-  bool tracing = observer != nullptr && model != nullptr;
+  bool tracing = observer != nullptr;
   KxbString name;
   while (listing->next(&name, nullptr)) {
-    if (!anyExtension && !hasExtension(name, extension)) continue;
+    if (!anyExtension) {
+      const int matches = endsWith(name, suffix);
+      if (matches < 0) return outOfMemoryFailed(__LINE__);
+      if (matches == 0) continue;
+    }
     KxbString path = kxbConcatPath(directory, name);
-    int32_t before = tracing ? model->lineCount : 0;
-    if (!combined.read(path)) setLastError(combined.getErrorMessage());
+    if (path.isNull()) return outOfMemoryFailed(__LINE__);
+    int32_t before = model->lineCount;
+    // A file that cannot be read in full leaves nothing behind: the model
+    // goes back to what it held before the file.
+    KxbConfigFileData saved;
+    try {
+      saved = *model;
+    } catch (const std::bad_alloc&) {
+      return outOfMemoryFailed(__LINE__);
+    }
+    if (!combined.read(path)) {
+      setLastError(combined.getErrorMessage());
+      *model = std::move(saved);
+      continue;
+    }
     if (!tracing || model->lineCount == before) continue;
     try {
       spans.push_back(KxbConfigFileSpan{path, before + 1, model->lineCount});
@@ -94,7 +130,9 @@ bool KxbConfigOptionsImpl::loadDirectoryObserved(const KxbString& directory,
       tracing = false;
     }
   }
-  loadConfigFile(&combined);
+  // The listing ends early only when a name could not be made.
+  if (!listing->getErrorMessage().isNull()) return outOfMemoryFailed(__LINE__);
+  if (!loadConfigFile(&combined)) return outOfMemoryFailed(__LINE__);
   if (tracing) observer(context, combined, spans);
   listing->release();
   return true;

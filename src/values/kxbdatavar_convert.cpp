@@ -304,6 +304,9 @@ bool KxbDatavar::setType(kxbType type) {
   if (record_ == nullptr || type < Unknown || type > Binary) return false;
   if (record_->type == type) return true;
   bool failed = false;
+  // True when the converted value is null by rule (a Binary value has no
+  // text, an unreadable date none); the variant then becomes null.
+  bool nullValue = false;
   switch (type) {
     case Boolean: {
       const bool value = asBool(&failed);
@@ -317,27 +320,39 @@ bool KxbDatavar::setType(kxbType type) {
     }
     case Real: {
       const KxbReal value = asReal(&failed);
+      nullValue = value.isNull();
       assign(value);
       break;
     }
     case String: {
       const KxbString value = asString();
+      if (value.isNull()) {
+        // Every value but a Binary one has a text: null means memory ran
+        // out, and the variant stays as it was.
+        if (record_->type != Binary) return false;
+        nullValue = true;
+      }
       assign(value);
       break;
     }
     case Date: {
       const KxbDate value = asDate();
+      nullValue = value.isNull();
       assign(value);
       break;
     }
     case Binary: {
       const KxbBlob value = asBlob(&failed);
+      nullValue = value.isNull();
       assign(value);
       break;
     }
     default:
       return false;
   }
+  // An assignment that ran out of memory left the variant as it was or
+  // made it null.
+  if (!nullValue && (record_ == nullptr || record_->type != type)) return false;
   return !failed;
 }
 

@@ -115,6 +115,22 @@ TEST(StringFailure, AppendLeavesStringUnchanged) {
   });
 }
 
+// replace builds its result from pieces: a piece or an append that fails
+// gives null, never a text with a piece missing.
+TEST(StringFailure, ReplaceGivesNullOrTheWholeText) {
+  const KxbString source("path of the logs\\nkept a week\\nand more", false);
+  const KxbString what("\\n", true), with("\n", true);
+  int failures = forEachFailure([&] {
+    failNth();
+    KxbString result = source.replace(what, with);
+    kxFaultArm(KX_FAULT_POOL_ALLOC, 0);
+    if (result.isNull()) return true;
+    EXPECT_STREQ("path of the logs\nkept a week\nand more", result.asCstr());
+    return false;
+  });
+  EXPECT_GT(failures, 2);
+}
+
 TEST(StringFailure, EditsReportTheirOwnWay) {
   KxbString source("  padded  ", false);
   int failures = forEachFailure([&] {

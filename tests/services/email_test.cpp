@@ -125,6 +125,22 @@ TEST_F(KxbEmailTest, HeadersAloneWithoutPartsAndMissingFields) {
             dir_.read(path.substr(path.rfind('/') + 1)));
 }
 
+// A line break in a header value would end the header and start another
+// ("Bcc: ..." smuggled in through a subject): such a value is written as an
+// encoded word like a non-ASCII one.
+TEST_F(KxbEmailTest, LineBreaksInHeaderValuesCannotAddHeaders) {
+  KxbEmail mail;
+  ASSERT_TRUE(compose(mail));
+  mail.setTo(KxbString("t@example.com"));
+  mail.setFrom(KxbString("f@example.com\nX-Evil: 1"));
+  mail.setSubject(KxbString("hello\r\nBcc: spy@example.com"));
+  ASSERT_TRUE(mail.sendMail()) << mail.getErrorMessage().asCstr();
+  EXPECT_EQ("To: t@example.com\r\n"
+            "From: =?UTF-8?B?ZkBleGFtcGxlLmNvbQpYLUV2aWw6IDE=?=\r\n"
+            "Subject: =?UTF-8?B?aGVsbG8NCkJjYzogc3B5QGV4YW1wbGUuY29t?=\r\n",
+            dir_.read("sent.eml"));
+}
+
 TEST_F(KxbEmailTest, AttachmentsAreCut57BytesToALine) {
   std::string big(57 * 1100 + 5, '\0');
   for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<char>(i * 7);

@@ -7,13 +7,28 @@
 
 namespace kxb_test {
 
+namespace {
+// The failures of the running block, while there is one.
+const ::testing::TestPartResultArray* g_results = nullptr;
+}  // namespace
+
+bool freshProcessHasFailure() {
+  if (g_results == nullptr) return false;
+  for (int i = 0; i < g_results->size(); ++i) {
+    if (g_results->GetTestPartResult(i).failed()) return true;
+  }
+  return false;
+}
+
 void runInFreshProcess(const std::function<void()>& body) {
   ::testing::TestPartResultArray results;
   {
     ::testing::ScopedFakeTestPartResultReporter reporter(
         ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ALL_THREADS,
         &results);
+    g_results = &results;
     body();
+    g_results = nullptr;
   }
   bool failed = false;
   for (int i = 0; i < results.size(); ++i) {

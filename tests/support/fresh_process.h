@@ -27,6 +27,10 @@ namespace kxb_test {
 // exit code 1 after a failure, else 0.
 [[noreturn]] void runInFreshProcess(const std::function<void()>& body);
 
+// True inside runInFreshProcess once its block has recorded a failure
+// (there ::testing::Test::HasFailure() does not see them); false elsewhere.
+bool freshProcessHasFailure();
+
 }  // namespace kxb_test
 
 #define KXB_IN_FRESH_PROCESS(...)                                    \

@@ -1,6 +1,11 @@
 // Every test program starts with the memory pool and logging up (as the
 // library's initialisation would leave them) and takes them down at the end.
 // Tests that need a fresh pool use PoolRestart.
+//
+// Every program also checks, once its environments are torn down, that the
+// process holds no descriptor it did not hold before they were set up and
+// has no child process left (running or uncollected); each one found fails
+// the program with its descriptor's target or the child's pid and name.
 #ifndef KXB_TESTS_SUPPORT_LIBRARY_ENV_H_
 #define KXB_TESTS_SUPPORT_LIBRARY_ENV_H_
 

@@ -4,7 +4,8 @@
 // One thread polls the pidfds of the abandoned children and collects each
 // with waitpid when it becomes readable. It is started by the first
 // abandoned child and ends when none is left, so a process that never
-// abandons a child never has it. An eventfd wakes it when a child is added.
+// abandons a child never has it. An eventfd wakes it when a child is added;
+// it is closed when the thread ends.
 // Where pidfds are missing (kernels before 5.3) it looks every 100 ms.
 #include <errno.h>
 #include <poll.h>
@@ -72,6 +73,10 @@ void reapLoop() {
       std::lock_guard<std::mutex> lock(r.mutex);
       collectEnded(r);
       if (r.orphans.empty()) {
+        // Nothing left to wait for: the process keeps no descriptor of the
+        // reaper while it does not run (the next orphan makes a new one).
+        if (r.wakeFd >= 0) close(r.wakeFd);
+        r.wakeFd = -1;
         r.running = false;
         return;
       }
