@@ -12,9 +12,12 @@
 //                 "=" and "#"; there is no quoting, escaping or continuation
 //   anything else (blank lines, lines without "=") is kept as it is.
 // Keys are case-insensitive everywhere (lookup, duplicates, order). When a
-// key occurs twice, the last occurrence is the live entry and the earlier
-// one is kept as plain text: its comment (when it has one) as "#" and the
-// comment, then "key=value" with the later key's spelling. deleteEntry keeps
+// key occurs twice, the last occurrence is the live entry (with that
+// occurrence's spelling of the key: keeping the first spelling instead
+// would make a written file read back with another spelling, since the
+// live line is written as it was read) and the earlier one is kept as plain
+// text: its comment (when it has one) as "#" and the comment, then
+// "key=value" with the later key's spelling. deleteEntry keeps
 // an entry read from a file the same way, as "#-DELETED key=value".
 //
 // A comment kept as plain text this way keeps its line breaks unescaped; a

@@ -195,6 +195,12 @@ bool KxbConfigFile::read(const KxbString& path) {
         earlier.comment = pending;
         earlier.value = value;
         earlier.line = entryLine;
+        // The live entry is the later line, written with that line's
+        // spelling: the entry takes it too, so that reading the written
+        // file back lists the same key ("x=1", "X=2" gives "X").
+        auto node = d.entries.extract(found);
+        node.key() = key;
+        d.entries.insert(std::move(node));
       }
       KxbConfigLine record;
       record.isEntry = true;

@@ -87,7 +87,7 @@ TEST_F(ConfigFileTest, DuplicateKeysFreezeTheEarlierOccurrence) {
   EXPECT_EQ("2", text(config.getEntry(KxbString("key"))));
   KxbString key;
   ASSERT_TRUE(config.getEntry(0, &key, nullptr));
-  EXPECT_EQ("Key", text(key));  // the map keeps the first spelling
+  EXPECT_EQ("KEY", text(key));  // the live line's spelling
   EXPECT_EQ("KEY=1\nKEY=2\n", writeText(config));
 
   KxbConfigFile commented;
@@ -99,6 +99,24 @@ TEST_F(ConfigFileTest, DuplicateKeysFreezeTheEarlierOccurrence) {
 // A frozen or deleted entry's comment keeps its line breaks unescaped, so
 // each line it spans is written as a comment line of its own: written back
 // and read again, the file has exactly the entries it had, none gained.
+// A key that occurs again spelled otherwise takes the later spelling, the
+// one the live line is written with, so the written file reads back with
+// the same keys (an input of the configuration fuzz target).
+TEST_F(ConfigFileTest, ALaterSpellingOfAKeyIsTheEntrysSpelling) {
+  KxbConfigFile config;
+  readText(config, "#a\\nb\nx=1\n#c\nX=2\n");
+  KxbString key, value;
+  ASSERT_TRUE(config.getEntry(0, &key, &value));
+  EXPECT_EQ("X", text(key));
+  EXPECT_EQ("2", text(value));
+  EXPECT_EQ("c", text(config.getEntryComment(KxbString("x"))));
+  KxbConfigFile second;
+  readText(second, writeText(config));
+  ASSERT_TRUE(second.getEntry(0, &key, &value));
+  EXPECT_EQ("X", text(key));
+  EXPECT_EQ(1, second.getEntryCount());
+}
+
 TEST_F(ConfigFileTest, FrozenCommentsWithLineBreaksReadBackAsCommentsOnly) {
   KxbConfigFile config;
   readText(config, "#a\\nx=1\n=first\n=second\n");
