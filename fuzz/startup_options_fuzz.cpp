@@ -10,6 +10,7 @@
 // Input: the text (up to its first NUL byte).
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include <map>
 #include <string>

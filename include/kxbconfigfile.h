@@ -21,7 +21,11 @@
 // line break written to the file starts a new line, so each line the
 // comment spans begins with "#" again ("#a", "#b" for the comment "a\nb").
 // That is what keeps the promise that a written file read back gives the
-// same entries: a comment line never comes back as an entry.
+// same entries: a comment line never comes back as an entry. An entry keeps
+// the first spelling of its key even when a later line spells it otherwise
+// ("x=1", "X=2" gives the key "x" with the value "2"); the written file then
+// holds "X=2", which reads back as the same entry, keys being compared
+// without regard to case.
 //
 // Writing produces the file's lines in order, entries as "key=value" (their
 // comment above them), then the entries added by setEntry, each after an

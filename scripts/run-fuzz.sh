@@ -4,9 +4,14 @@
 #   scripts/run-fuzz.sh BIN_DIR [SECONDS]
 #
 # Each target runs SECONDS (default 120) on its own corpus, kept between runs
-# in BIN_DIR/../corpus/<name>; inputs that crash are written to
-# BIN_DIR/../fuzz-artifacts/<name>-*. Exits non-zero if any target reports a
-# finding (crash, failed check, leak, timeout) or if there is no target.
+# in BIN_DIR/../corpus/<name>, and starts from the seed corpus kept in the
+# repository (fuzz/corpus/<name>, read only: new inputs go to the build's
+# corpus); inputs that crash are written to BIN_DIR/../fuzz-artifacts/<name>-*.
+# Exits non-zero if any target reports a finding (crash, failed check, leak,
+# timeout) or if there is no target.
+#
+# To refresh a kept corpus from a run, minimise into it:
+#   BIN_DIR/kxb_<name> -merge=1 fuzz/corpus/<name> BIN_DIR/../corpus/<name>
 set -u
 
 if [ $# -lt 1 ] || [ $# -gt 2 ]; then
@@ -23,6 +28,7 @@ if [ ! -d "$bin_dir" ]; then
   exit 2
 fi
 build_dir=$(cd "$bin_dir/.." && pwd)
+source_dir=$(cd "$(dirname "$0")/.." && pwd)
 
 found=0
 failed=""
@@ -33,10 +39,14 @@ for exe in "$bin_dir"/kxb_*_fuzz; do
   name=${name#kxb_}
   corpus="$build_dir/corpus/$name"
   artifacts="$build_dir/fuzz-artifacts"
+  kept="$source_dir/fuzz/corpus/${name%_fuzz}"
   mkdir -p "$corpus" "$artifacts"
-  echo "run-fuzz: $name for ${seconds}s (corpus $corpus)"
+  seeds=""
+  [ -d "$kept" ] && seeds=$kept
+  echo "run-fuzz: $name for ${seconds}s (corpus $corpus${seeds:+, seeds $seeds})"
+  # shellcheck disable=SC2086
   if "$exe" -max_total_time="$seconds" -timeout=30 -print_final_stats=1 \
-       -artifact_prefix="$artifacts/$name-" "$corpus"; then
+       -artifact_prefix="$artifacts/$name-" "$corpus" $seeds; then
     echo "run-fuzz: $name: no finding"
   else
     echo "run-fuzz: $name: FINDING (see $artifacts/$name-*)" >&2
