@@ -179,9 +179,13 @@ void Reader::add(KxbString line) {
   if (bytes[0] == '#') {
     // A comment line: kept as it is, and the comment of an entry that
     // follows directly ("\n" written as a backslash and an n).
-    pending_ = std::memchr(bytes, '\\', length) == nullptr
-                   ? piece(bytes + 1, length - 1)
-                   : line.mid(1).replace(KxbString("\\n", true), KxbString("\n", true));
+    if (std::memchr(bytes, '\\', length) == nullptr) {
+      pending_ = piece(bytes + 1, length - 1);
+    } else {
+      // The text after "#" is never null, so a null result is memory.
+      pending_ = line.mid(1).replace(KxbString("\\n", true), KxbString("\n", true));
+      if (pending_.isNull()) throw std::bad_alloc();
+    }
     KxbConfigLine plain;
     plain.text = std::move(line);
     placeLine(number, std::move(plain));
