@@ -12,30 +12,6 @@ namespace {
 
 char g_userPath[260];
 
-constexpr size_t kErrorBytes = 2048;
-
-// Holds the global mutex (when the library has one) for a scope.
-class GlobalMutexHold {
- public:
-  GlobalMutexHold() : lock_(kxbGlobals().globalMutex) {
-    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
-  }
-  ~GlobalMutexHold() {
-    if (lock_ != nullptr) kxLockRelease(lock_);
-  }
-  GlobalMutexHold(const GlobalMutexHold&) = delete;
-  GlobalMutexHold& operator=(const GlobalMutexHold&) = delete;
-
- private:
-  kxLock lock_;
-};
-
-int fail(const char** errorMessage, int result, const char* text) {
-  std::snprintf(kxbStartupErrorBuffer(), kErrorBytes, "%s", text);
-  if (errorMessage != nullptr) *errorMessage = kxbStartupErrorBuffer();
-  return result;
-}
-
 constexpr char kNotInitialised[] =
     "The library is not initialised: nothing can be queued for start-up.";
 constexpr char kOutOfMemory[] = "Out of memory while queueing for start-up.";
@@ -54,13 +30,19 @@ KxbConfigOptions* queue(const char* name, const char** reason) {
 
 }  // namespace
 
+int kxbStartupFail(const char** errorMessage, int result, const char* text) {
+  std::snprintf(kxbStartupErrorBuffer(), 2048, "%s", text);
+  if (errorMessage != nullptr) *errorMessage = kxbStartupErrorBuffer();
+  return result;
+}
+
 extern "C" int kxbStartupAddConfigFile(const char* fileName,
                                        const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   const char* reason = nullptr;
   KxbConfigOptions* files = queue(kQueuedFilesSet, &reason);
-  if (files == nullptr) return fail(errorMessage, 1, reason);
+  if (files == nullptr) return kxbStartupFail(errorMessage, 1, reason);
   const KxbString countKey("FileCount", true);
   KxbString countText;
   int count = 0;
@@ -76,7 +58,7 @@ extern "C" int kxbStartupAddConfigFile(const char* fileName,
   std::snprintf(key, sizeof key, "FilePrefix_%4.4d", count);
   if (newCount.isNull() || !files->setOption(countKey, newCount) ||
       !files->setOption(KxbString(key), KxbString(fileName))) {
-    return fail(errorMessage, 1, kOutOfMemory);
+    return kxbStartupFail(errorMessage, 1, kOutOfMemory);
   }
   return 0;
 }
@@ -84,12 +66,12 @@ extern "C" int kxbStartupAddConfigFile(const char* fileName,
 extern "C" int kxbStartupAddOption(const char* key, const char* value,
                                    const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   const char* reason = nullptr;
   KxbConfigOptions* options = queue(kQueuedOptionsSet, &reason);
-  if (options == nullptr) return fail(errorMessage, 1, reason);
+  if (options == nullptr) return kxbStartupFail(errorMessage, 1, reason);
   if (!options->setOption(KxbString(key), KxbString(value))) {
-    return fail(errorMessage, 1, kOutOfMemory);
+    return kxbStartupFail(errorMessage, 1, kOutOfMemory);
   }
   return 0;
 }
@@ -97,22 +79,22 @@ extern "C" int kxbStartupAddOption(const char* key, const char* value,
 extern "C" int kxbStartupAddParsedOptions(const char* text,
                                           const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   KxbParse attributes;
   if (!attributes.parse(KxbString(text))) {
-    return fail(errorMessage, 1, "Failed to parse options string.");
+    return kxbStartupFail(errorMessage, 1, "Failed to parse options string.");
   }
   const char* reason = nullptr;
   KxbConfigOptions* options = nullptr;
   for (int i = 0; i < attributes.getAttributeCount(); ++i) {
     if (options == nullptr) {
       options = queue(kQueuedOptionsSet, &reason);
-      if (options == nullptr) return fail(errorMessage, 1, reason);
+      if (options == nullptr) return kxbStartupFail(errorMessage, 1, reason);
     }
     KxbString name;
     KxbString value;
     if (!attributes.getAttribute(i, &name, &value)) {
-      return fail(errorMessage, 2, "Failed to retrieve parsed option.");
+      return kxbStartupFail(errorMessage, 2, "Failed to retrieve parsed option.");
     }
     bool stored;
     if (!name.isNull() && name.length() > 0) {
@@ -123,13 +105,13 @@ extern "C" int kxbStartupAddParsedOptions(const char* text,
     } else {
       continue;  // an attribute left empty by trimming
     }
-    if (!stored) return fail(errorMessage, 2, "Failed to retrieve parsed option.");
+    if (!stored) return kxbStartupFail(errorMessage, 2, "Failed to retrieve parsed option.");
   }
   return 0;
 }
 
 extern "C" void kxbStartupSetUserPath(const char* path) {
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   size_t n = path == nullptr ? 0 : strnlen(path, sizeof g_userPath - 1);
   if (n > 0) std::memcpy(g_userPath, path, n);
   g_userPath[n] = '\0';

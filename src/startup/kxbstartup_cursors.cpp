@@ -13,40 +13,18 @@
 
 namespace {
 
-constexpr size_t kErrorBytes = 2048;
-
-class GlobalMutexHold {
- public:
-  GlobalMutexHold() : lock_(kxbGlobals().globalMutex) {
-    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
-  }
-  ~GlobalMutexHold() {
-    if (lock_ != nullptr) kxLockRelease(lock_);
-  }
-  GlobalMutexHold(const GlobalMutexHold&) = delete;
-  GlobalMutexHold& operator=(const GlobalMutexHold&) = delete;
-
- private:
-  kxLock lock_;
-};
-
-int fail(const char** errorMessage, int result, const char* text) {
-  std::snprintf(kxbStartupErrorBuffer(), kErrorBytes, "%s", text);
-  if (errorMessage != nullptr) *errorMessage = kxbStartupErrorBuffer();
-  return result;
-}
 
 // The effective set, or null (with the failure reported) when the library
 // is not initialised.
 KxbConfigOptions* effectiveSet(const char** errorMessage) {
   if (kxbGlobals().globalMutex == nullptr) {
-    fail(errorMessage, 1,
+    kxbStartupFail(errorMessage, 1,
          "The library is not initialised: there are no options to change.");
     return nullptr;
   }
   KxbConfigOptions* options = kxbGetConfigOptions(KxbString("", true));
   if (options == nullptr) {
-    fail(errorMessage, 1, "Out of memory while reaching the options.");
+    kxbStartupFail(errorMessage, 1, "Out of memory while reaching the options.");
   }
   return options;
 }
@@ -62,9 +40,9 @@ void setOption(KxbConfigOptions* options, const KxbString& key,
 template <typename Fn>
 int forEachRow(KxbStringCursor* cursor, int columns, const char** errorMessage,
                Fn fn) {
-  if (cursor == nullptr) return fail(errorMessage, 1, "No cursor was given.");
+  if (cursor == nullptr) return kxbStartupFail(errorMessage, 1, "No cursor was given.");
   if (cursor->getColumnCount() < columns) {
-    return fail(errorMessage, 1,
+    return kxbStartupFail(errorMessage, 1,
                 columns == 2 ? "The cursor needs a key and a value column."
                              : "The cursor needs a key column.");
   }
@@ -73,7 +51,7 @@ int forEachRow(KxbStringCursor* cursor, int columns, const char** errorMessage,
   while ((step = cursor->next()) == kxbCursorRow) fn(cursor);
   if (step == kxbCursorError) {
     KxbString reason = cursor->getErrorMessage();
-    return fail(errorMessage, 1,
+    return kxbStartupFail(errorMessage, 1,
                 reason.isNull() ? "The cursor failed." : reason.asCstr());
   }
   return 0;
@@ -84,7 +62,7 @@ int forEachRow(KxbStringCursor* cursor, int columns, const char** errorMessage,
 extern "C" int kxbStartupSetOptions(KxbStringCursor* options,
                                     const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   KxbConfigOptions* set = effectiveSet(errorMessage);
   if (set == nullptr) return 1;
   return forEachRow(options, 2, errorMessage, [&](KxbStringCursor* row) {
@@ -95,7 +73,7 @@ extern "C" int kxbStartupSetOptions(KxbStringCursor* options,
 extern "C" int kxbStartupDeleteOptions(KxbStringCursor* keys,
                                        const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   KxbConfigOptions* set = effectiveSet(errorMessage);
   if (set == nullptr) return 1;
   return forEachRow(keys, 1, errorMessage, [&](KxbStringCursor* row) {
@@ -108,20 +86,20 @@ extern "C" int kxbStartupSetParsedOptions(const char* text,
                                           const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
   if (options != nullptr) *options = nullptr;
-  GlobalMutexHold hold;
+  KxbGlobalMutexHold hold;
   KxbConfigOptions* set = effectiveSet(errorMessage);
   if (set == nullptr) return 1;
   KxbParse attributes;
   if (!attributes.parse(KxbString(text))) {
-    return fail(errorMessage, 1, "Failed to parse options string.");
+    return kxbStartupFail(errorMessage, 1, "Failed to parse options string.");
   }
   KxbStringCursorCreater* cursor = createStringWlpCursor();
   if (cursor == nullptr) {
-    return fail(errorMessage, 1, "Failed to create options cursors.");
+    return kxbStartupFail(errorMessage, 1, "Failed to create options cursors.");
   }
   auto failWith = [&](int result, const char* reason) {
     cursor->release();
-    return fail(errorMessage, result, reason);
+    return kxbStartupFail(errorMessage, result, reason);
   };
   if (cursor->addColumn(KxbString("name", true)) <= 0 ||
       cursor->addColumn(KxbString("value", true)) <= 0 || !cursor->endColumns()) {

@@ -5,6 +5,7 @@
 #include "kxbconfigoptions.h"
 #include "kxbstring.h"
 #include "kxlog.h"
+#include "startup/kxbglobals.h"
 
 // Names of the option sets the queueing functions fill.
 constexpr const char kQueuedFilesSet[] = ".@=Files=@.";
@@ -48,6 +49,26 @@ KxbString kxbStartupMaskValue(const KxbString& key, const KxbString& value);
 // The 2,048-byte buffer start-up failures are written into, shared with the
 // dependency library loader.
 char* kxbStartupErrorBuffer();
+// Writes `text` into the start-up error buffer, points *errorMessage (when
+// given) at it and returns `result`: how a queueing function fails.
+int kxbStartupFail(const char** errorMessage, int result, const char* text);
+
+// Holds the global mutex (when the library has one) for a scope: the
+// queueing functions run under it.
+class KxbGlobalMutexHold {
+ public:
+  KxbGlobalMutexHold() : lock_(kxbGlobals().globalMutex) {
+    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
+  }
+  ~KxbGlobalMutexHold() {
+    if (lock_ != nullptr) kxLockRelease(lock_);
+  }
+  KxbGlobalMutexHold(const KxbGlobalMutexHold&) = delete;
+  KxbGlobalMutexHold& operator=(const KxbGlobalMutexHold&) = delete;
+
+ private:
+  kxLock lock_;
+};
 // Start-up took a count on the message catalogue that shutdown drops.
 bool kxbStartupHoldsCatalogue();
 void kxbStartupSetHoldsCatalogue(bool holds);

@@ -12,18 +12,14 @@
 #include "np_env.h"
 #include "support/mail_server.h"
 #include "support/temp_dir.h"
+#include "support/source_tree.h"
 
 namespace {
 
 class EmailDeliveryTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* dir = std::getenv("KXB_SOURCE_DIR");
-    const std::string source =
-        dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
-    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
-    kxmsg112_terminate();
+    kxb_test::useSourceCatalogue();
     dir_.mkdir("server");
   }
   void TearDown() override { kxmsg112_terminate(); }

@@ -11,18 +11,14 @@
 #include "kxmsg.h"
 #include "np_env.h"
 #include "support/temp_dir.h"
+#include "support/source_tree.h"
 
 namespace {
 
 class KxbExecuteTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* dir = std::getenv("KXB_SOURCE_DIR");
-    const std::string source =
-        dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
-    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
-    kxmsg112_terminate();
+    kxb_test::useSourceCatalogue();
     // Temporary output files go to this test's own directory.
     np_env_set("TMPDIR", tmp_.path().c_str());
   }

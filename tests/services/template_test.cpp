@@ -14,6 +14,7 @@
 #include "np_env.h"
 #include "services/kxbtemplate_impl.h"
 #include "support/log_capture.h"
+#include "support/source_tree.h"
 
 namespace {
 
@@ -80,12 +81,7 @@ std::string rendered(const char* text,
 class KxbTemplateMessages : public ::testing::Test {
  protected:
   void SetUp() override {
-    const char* dir = std::getenv("KXB_SOURCE_DIR");
-    const std::string source =
-        dir != nullptr && *dir != '\0' ? dir : KXB_TEST_SOURCE_DIR;
-    np_env_set("KAXEL_ERROR_LOCATION", (source + "/share/msg").c_str());
-    np_env_set("KAXEL_ERROR_LOCALE", nullptr);
-    kxmsg112_terminate();
+    kxb_test::useSourceCatalogue();
   }
   void TearDown() override { kxmsg112_terminate(); }
 
