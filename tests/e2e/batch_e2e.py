@@ -6,7 +6,9 @@ warehouse, with its mail delivered by msmtp to a real SMTP server
 (examples/smtp-sink.py), and checks the delivered mail against an
 independent computation: Python's decimal over the rows that the same SQL
 script gives in Python's sqlite3. Then checks that each failure names its
-step, exits non-zero and leaves nothing half written.
+step, exits non-zero and leaves nothing half written, and that a runner
+killed at a random moment leaves every report whole or absent (25 kills;
+1,000 with KXB_LONG_TESTS=1).
 
     batch_e2e.py KXB_BATCH SOURCE_DIR WAREHOUSE_DB
 """
@@ -15,6 +17,8 @@ import decimal
 import email
 import email.policy
 import os
+import random
+import signal
 import sqlite3
 import subprocess
 import sys
@@ -91,6 +95,7 @@ def main():
             log = open(os.path.join(scratch, "batch.log")).read()
             check("Read 4000 rows in 6 groups" in log, "progress is logged")
             check_failures(scratch, port)
+            check_kills(scratch, port, reports)
         finally:
             sink.terminate()
             sink.wait(10)
@@ -174,6 +179,38 @@ def check_failures(scratch, port):
     check(len(written) == 6 and not any(n.startswith(".") for n in written),
           "a failed mail leaves the six whole reports and no temporary: %s"
           % written)
+
+
+def check_kills(scratch, port, reports):
+    whole = {name: open(os.path.join(reports, name), "rb").read()
+             for name in os.listdir(reports)}
+    kills = 1000 if os.environ.get("KXB_LONG_TESTS") == "1" else 25
+    rng = random.Random(2026)
+    out = os.path.join(scratch, "killed")
+    torn = 0
+    env = dict(os.environ, SMTP_PORT=str(port))
+    args = [BATCH, "--home", HOME,
+            "--set", "DATASOURCE/warehouse/PATH=" + WAREHOUSE,
+            "--set", "BASE/TEMP=" + scratch, "--set", "JOB/MAIL_TO=",
+            "--set", "BASE/LOGCONFIG_PATH=" + os.path.join(scratch, "log.cfg"),
+            "--set", "JOB/OUTPUT=" + out]
+    # Kill moments spread over one whole run's time, writes included.
+    started = time.monotonic()
+    subprocess.run(args, env=env, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL, timeout=120)
+    span = time.monotonic() - started
+    for _ in range(kills):
+        runner = subprocess.Popen(args, env=env, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL)
+        time.sleep(rng.uniform(0, span))
+        runner.send_signal(signal.SIGKILL)
+        runner.wait()
+        for name in os.listdir(out) if os.path.isdir(out) else []:
+            if name.startswith("."):
+                continue  # a killed writer's temporary file, never a report
+            if open(os.path.join(out, name), "rb").read() != whole.get(name):
+                torn += 1
+    check(torn == 0, "%d torn report(s) after %d kills" % (torn, kills))
 
 
 if __name__ == "__main__":
