@@ -5,7 +5,6 @@
 // process (start-up changes the process for good); under AddressSanitizer
 // the process checks for leaks before it ends.
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -22,16 +21,7 @@
 namespace {
 
 using kxb_test::effectiveOption;
-
-bool globalMutexIsFree() {
-  int result = -1;
-  std::thread other([&] {
-    const char* error = nullptr;
-    result = kxbStartupAddOption("probe", "1", &error);
-  });
-  other.join();
-  return result == 0;
-}
+using kxb_test::globalMutexIsFree;
 
 void writeSources(const kxb_test::StartupHome& home) {
   home.write("home/etc/app.cfg",

@@ -3,7 +3,6 @@
 // own process.
 #include <cstring>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -18,18 +17,7 @@
 namespace {
 
 using kxb_test::effectiveOption;
-
-// True when another thread can take the global mutex (by queueing an
-// option): a failed start-up must not keep it.
-bool globalMutexIsFree() {
-  int result = -1;
-  std::thread other([&] {
-    const char* error = nullptr;
-    result = kxbStartupAddOption("probe", "1", &error);
-  });
-  other.join();
-  return result == 0;
-}
+using kxb_test::globalMutexIsFree;
 
 TEST(StartupFailure, WithoutInitialisationStartupFailsWithNoText) {
   const char* error = "untouched";

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -75,6 +76,16 @@ std::string originOf(const char* key) {
   char text[4200];
   kxbStartupDescribeOptionOrigin(&origin, text, sizeof text);
   return text;
+}
+
+bool globalMutexIsFree() {
+  int result = -1;
+  std::thread other([&] {
+    const char* error = nullptr;
+    result = kxbStartupAddOption("probe", "1", &error);
+  });
+  other.join();
+  return result == 0;
 }
 
 }  // namespace kxb_test

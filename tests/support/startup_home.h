@@ -58,6 +58,9 @@ std::string effectiveOption(const char* key, bool expand = false);
 std::string environmentVariable(const char* name);
 // The origin of an option of the effective set in words, or "<none>".
 std::string originOf(const char* key);
+// True when another thread can take the global mutex (by queueing an
+// option): a failed start-up must not keep it.
+bool globalMutexIsFree();
 
 }  // namespace kxb_test
 
