@@ -30,7 +30,10 @@
 // Writing produces the file's lines in order, entries as "key=value" (their
 // comment above them), then the entries added by setEntry, each after an
 // empty line. Leading and trailing white space of
-// lines is not preserved.
+// lines is not preserved. Files are written as UTF-8 without a byte-order
+// mark, except when the first line written begins with U+FEFF: reading
+// skips that character at the start of a file as a mark, so the file then
+// starts with a mark of its own and the line reads back whole.
 //
 // Errors: only opening, reading, writing and closing files fail, and
 // running out of memory; the operation returns false and getErrorMessage()

@@ -103,8 +103,12 @@ unsigned kxbGetBootLevel(void);
 // "The 'KXEXEC_HOME' environment variable is not set"; the message
 // catalogue's text, or "Error message database or one of its components is
 // not found: <text>"; "Failed to configure logging."; "Logging configuration
-// file <path> does not exist."; "Dependency startup failed". Options set
-// before a failure stay set. Start-up may run again: every source is read
+// file <path> does not exist."; "Dependency startup failed"; and "Out of
+// memory during start-up" when any allocation failed while the sources
+// were read or the keys derived, so that a start-up that succeeds has read
+// every source whole (a source that could not be read for want of memory
+// is never taken for a missing one). Options set before a failure stay
+// set. Start-up may run again: every source is read
 // again over the options already there.
 //
 // Thread safety: start-up and every queueing function hold the library's

@@ -351,7 +351,11 @@ bool getHeapBlock(ThreadCache& cache, unsigned size, void** block) {
 __attribute__((noinline)) bool getBytesSlow(unsigned size, void** block) {
   *block = nullptr;
   Pool* pool = g_pool.load(std::memory_order_acquire);
-  if (pool == nullptr || kxFaultArmedHit(KX_FAULT_POOL_ALLOC)) return false;
+  if (pool == nullptr) return false;
+  if (kxFaultArmedHit(KX_FAULT_POOL_ALLOC)) {
+    np_mem_note_failure();
+    return false;
+  }
   ThreadCache& cache = currentCache(pool);
   if (size > 1024) return getHeapBlock(cache, size, block);
   int c = classOf(size);

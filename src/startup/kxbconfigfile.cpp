@@ -2,6 +2,7 @@
 #include "kxbconfigfile.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <new>
 
@@ -19,6 +20,24 @@ KxbString outOfMemory(int line) {
 }
 
 bool isNonEmpty(const KxbString& text) { return text.length() > 0; }
+
+// True when the file's first line as written begins with U+FEFF. Reading
+// skips that character at the start of a file as a byte-order mark, so the
+// writer then puts a mark of its own in front, which reading skips instead.
+bool firstLineStartsWithMark(const KxbConfigFileData& d) {
+  const KxbString* first = nullptr;
+  for (const auto& [number, line] : d.lines) {
+    if (line.isEntry) {
+      auto entry = d.entries.find(line.text);
+      if (entry == d.entries.end()) continue;
+      if (isNonEmpty(entry->second.comment)) return false;  // "#" first
+    }
+    first = &line.text;
+    break;
+  }
+  return first != nullptr && !first->isNull() &&
+         std::strncmp(first->asCstr(), "\xEF\xBB\xBF", 3) == 0;
+}
 
 // The string operations give null when memory runs out; reading turns that
 // into a failed read instead of a model with a piece missing.
@@ -129,8 +148,10 @@ KxbConfigFile::~KxbConfigFile() { delete data_; }
 bool KxbConfigFile::write(const KxbString& path) {
   if (data_ == nullptr) return false;
   KxbConfigFileData& d = *data_;
-  KxbTxtFile* file = kxbTxtFileOpen(path.asCstr(), KXB_TXT_WRITE, -1,
-                                    kWriteOptions, &d.errorMessage);
+  const int options =
+      kWriteOptions | (firstLineStartsWithMark(d) ? KXB_TXT_WRITE_BOM : 0);
+  KxbTxtFile* file = kxbTxtFileOpen(path.asCstr(), KXB_TXT_WRITE, -1, options,
+                                    &d.errorMessage);
   if (file == nullptr) return false;
   auto failed = [&]() {
     d.errorMessage = file->getErrorMessage();

@@ -9,6 +9,7 @@
 #include "kxbpath.h"
 #include "np_encode.h"
 #include "np_env.h"
+#include "np_mem.h"
 #include "startup/kxbconfigoptions_impl.h"
 
 namespace {
@@ -126,6 +127,7 @@ bool KxbConfigOptionsImpl::loadDirectoryObserved(const KxbString& directory,
     try {
       spans.push_back(KxbConfigFileSpan{path, before + 1, model->lineCount});
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       spans.clear();
       tracing = false;
     }

@@ -3,14 +3,14 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
-#include <unordered_map>
 #include <mutex>
 #include <new>
 #include <string>
+#include <unordered_map>
 
 #include "kxbconfigoptions.h"
 #include "kxbstartup.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -94,6 +94,7 @@ void kxbOriginRecord(const KxbString& key, const KxbString& value, int kind,
     std::lock_guard<std::mutex> hold(r.mutex);
     recordLocked(r, key, value, kind, source, line);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
   }
 }
 
@@ -118,6 +119,7 @@ void kxbOriginRecordFile(KxbConfigFile& file,
                    line - span->firstLine + 1);
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
   }
 }
 

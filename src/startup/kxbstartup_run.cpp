@@ -9,6 +9,7 @@
 #include "kxlog.h"
 #include "np_env.h"
 #include "np_fio.h"
+#include "np_mem.h"
 #include "startup/kxbglobals.h"
 #include "startup/kxbstartup_internal.h"
 #include "startup/kxbstartup_origin.h"
@@ -79,6 +80,9 @@ void KxbStartupRun::setError(const char* format, ...) const {
 
 extern "C" int kxbStartup(const char** errorMessage, unsigned flags) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
+  // A value or a source lost for want of memory reads like an absent one,
+  // so every allocation that fails during start-up fails start-up.
+  const unsigned allocationFailures = np_mem_failures();
   KxbStartupRun run;
   run.error = kxbStartupErrorBuffer();
   run.hosted = (flags & KXB_STARTUP_HOSTED) != 0;
@@ -113,6 +117,12 @@ extern "C" int kxbStartup(const char** errorMessage, unsigned flags) {
   }
   run.home = KxbString(home);
   run.exeDirectory = KxbString(kxbExecutableDirectory());
+  auto ranOutOfMemory = [&] {
+    if (np_mem_failures() == allocationFailures) return false;
+    run.setError("%s", "Out of memory during start-up");
+    return true;
+  };
+  if (ranOutOfMemory()) return failStartup(errorMessage);
 
   // 5. Config and user directories.
   KxbString etc = kxbConcatPath(run.home, KxbString("etc", true));
@@ -126,8 +136,10 @@ extern "C" int kxbStartup(const char** errorMessage, unsigned flags) {
 
   // 6 to 11.
   kxbStartupReadSources(run);
+  if (ranOutOfMemory()) return failStartup(errorMessage);
   // 12 to 30.
-  if (!kxbStartupDerive(run)) return failStartup(errorMessage);
+  bool derived = kxbStartupDerive(run);
+  if (ranOutOfMemory() || !derived) return failStartup(errorMessage);
 
   // 31.
   kxbSetBootLevel(2);

@@ -9,6 +9,7 @@
 #include "kxbpath.h"
 #include "kxbstartup.h"
 #include "kxlog.h"
+#include "np_mem.h"
 #include "np_env.h"
 #include "startup/kxbconfigfile_data.h"
 #include "startup/kxbconfigoptions_impl.h"
@@ -43,6 +44,7 @@ bool applyFile(const KxbStartupRun& run, KxbConfigFile& file,
           KxbConfigFileSpan{path, before + 1, model->lineCount}};
       kxbOriginRecordFile(file, spans, KXB_ORIGIN_FILE);
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
     }
   }
   file.clear();

@@ -136,6 +136,38 @@ TEST_F(ConfigFileTest, FrozenCommentsWithLineBreaksReadBackAsCommentsOnly) {
   }
 }
 
+// Reading skips U+FEFF at the start of a file as a byte-order mark, so a
+// first key that begins with that character is written behind a mark of
+// its own; a plain byte-order mark is not written back.
+TEST_F(ConfigFileTest, AKeyStartingWithTheByteOrderMarkCharacterRoundTrips) {
+  KxbConfigFile marked;
+  readText(marked, "\xEF\xBB\xBF\xEF\xBB\xBFkey=1\n");
+  EXPECT_EQ("1", text(marked.getEntry(KxbString("\xEF\xBB\xBFkey"))));
+  EXPECT_EQ("\xEF\xBB\xBF\xEF\xBB\xBFkey=1\n", writeText(marked));
+
+  KxbConfigFile plain;
+  readText(plain, "\xEF\xBB\xBFkey=1\n");
+  EXPECT_EQ("key=1\n", writeText(plain));
+
+  // The input the fuzz target found: UTF-16 big-endian whose mark is
+  // followed by a second U+FEFF, the first character of a key.
+  const unsigned char found[] = {
+      0xfe, 0xff, 0xfe, 0xff, 0xff, 0x7f, 0x00, 0x00, 0x00, 0x00,
+      0x00, 0x3d, 0x50, 0x1d, 0xdb, 0xff, 0xdb, 0xff, 0x50, 0x3d,
+      0xdb, 0xff, 0xab, 0xff, 0x79, 0x20, 0x3d, 0x20, 0x76};
+  KxbConfigFile first;
+  readText(first, std::string(reinterpret_cast<const char*>(found), sizeof found));
+  KxbConfigFile second;
+  readText(second, writeText(first));
+  ASSERT_EQ(1, first.getEntryCount());
+  ASSERT_EQ(1, second.getEntryCount());
+  KxbString key, value, again;
+  ASSERT_TRUE(first.getEntry(0, &key, &value));
+  ASSERT_TRUE(second.getEntry(0, &again, nullptr));
+  EXPECT_EQ(text(key), text(again));
+  EXPECT_EQ(text(value), text(second.getEntry(key)));
+}
+
 // Entries of a first read are collected, checked for duplicates by hash and
 // sorted once; a non-ASCII key hands the rest of the file to the ordered map.
 // Both ways must give the same entries, order and duplicate handling,
