@@ -3,6 +3,8 @@
 # when they are).
 
 JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 120
+FUZZ_JOBS ?= $(JOBS)
 DEPS := ./scripts/install-deps.sh
 
 .PHONY: all deps demo check check-asan check-tsan bench fuzz install-test clean
@@ -43,7 +45,7 @@ bench: deps
 fuzz: deps
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j $(JOBS)
-	./scripts/run-fuzz.sh build/fuzz/bin $(FUZZ_SECONDS)
+	./scripts/run-fuzz.sh build/fuzz/bin $(FUZZ_SECONDS) $(FUZZ_JOBS)
 
 clean:
 	rm -rf build
