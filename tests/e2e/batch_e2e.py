@@ -18,6 +18,7 @@ import email
 import email.policy
 import os
 import random
+import shutil
 import signal
 import sqlite3
 import subprocess
@@ -188,6 +189,7 @@ def check_kills(scratch, port, reports):
     rng = random.Random(2026)
     out = os.path.join(scratch, "killed")
     torn = 0
+    seen = 0
     env = dict(os.environ, SMTP_PORT=str(port))
     args = [BATCH, "--home", HOME,
             "--set", "DATASOURCE/warehouse/PATH=" + WAREHOUSE,
@@ -200,6 +202,9 @@ def check_kills(scratch, port, reports):
                    stderr=subprocess.DEVNULL, timeout=120)
     span = time.monotonic() - started
     for _ in range(kills):
+        # Each run starts with no report, so what is there after the kill
+        # was written by that run.
+        shutil.rmtree(out, ignore_errors=True)
         runner = subprocess.Popen(args, env=env, stdout=subprocess.DEVNULL,
                                   stderr=subprocess.DEVNULL)
         time.sleep(rng.uniform(0, span))
@@ -208,9 +213,12 @@ def check_kills(scratch, port, reports):
         for name in os.listdir(out) if os.path.isdir(out) else []:
             if name.startswith("."):
                 continue  # a killed writer's temporary file, never a report
+            seen += 1
             if open(os.path.join(out, name), "rb").read() != whole.get(name):
                 torn += 1
     check(torn == 0, "%d torn report(s) after %d kills" % (torn, kills))
+    print("batch end-to-end: %d kills, %d reports written before them, %d torn"
+          % (kills, seen, torn))
 
 
 if __name__ == "__main__":
