@@ -1,3 +1,4 @@
+#include "np_mem.h"
 #include "textio_directory.h"
 
 #include <algorithm>
@@ -75,6 +76,7 @@ int collect(void* context, const char* name, int type) {
   try {
     collector->entries->push_back(Entry{name, isDirectory});
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return ENOMEM;
   }
   return 0;
@@ -97,6 +99,7 @@ KxbDirectoryListing* openListing(const KxbString& path, int option,
     Listing* listing = new Listing(path, std::move(entries));
     return listing;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     if (error != nullptr) *error = outOfMemory();
     return nullptr;
   }

@@ -2,6 +2,7 @@
 #include <new>
 
 #include "services/kxbtxtfile_io.h"
+#include "np_mem.h"
 #include "textio_channel.h"
 #include "textio_directory.h"
 #include "textio_file.h"
@@ -18,7 +19,7 @@ KxbTxtFile* openOver(Channel* channel, const KxbString& name,
                      KxbTxtFileOpenMode mode, int option1, int option2,
                      KxbString* error) {
   TextFile* file =
-      new (std::nothrow) TextFile(channel, name, mode, option1, option2);
+      np_mem_new<TextFile>(channel, name, mode, option1, option2);
   if (file == nullptr) {
     delete channel;
     setError(error, outOfMemory());
@@ -74,5 +75,5 @@ class TextIO final : public KxbTextIO {
 }  // namespace kxb_textio
 
 extern "C" __attribute__((visibility("default"))) KxbTextIO* KxbIOInitialize() {
-  return new (std::nothrow) kxb_textio::TextIO();
+  return np_mem_new<kxb_textio::TextIO>();
 }

@@ -1,4 +1,5 @@
 // Reading and writing lines of a text file.
+#include "np_mem.h"
 #include "textio_file.h"
 
 #include <cstring>
@@ -71,6 +72,7 @@ bool TextFile::start() {
     }
     return true;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     failed_ = true;
     return fail(outOfMemory(), 0);
   }
@@ -145,6 +147,7 @@ bool TextFile::fill() {
     }
     return true;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     failed_ = true;
     return fail(outOfMemory(), 0);
   }
@@ -298,6 +301,7 @@ bool TextFile::put(const char* data, size_t bytes, int extra, bool newline) {
       ++lineCount_;
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return fail(outOfMemory(), 0);
   }
   if (out_.size() >= kWriteBytes || (extra & KXB_TXT_EXTRA_FLUSH)) {
@@ -345,6 +349,7 @@ bool TextFile::close() {
       try {
         encoder_->finish(&out_);
       } catch (const std::bad_alloc&) {
+        np_mem_note_failure();
         ok = fail(outOfMemory(), 0);
       }
     }

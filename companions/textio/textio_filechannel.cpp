@@ -5,6 +5,7 @@
 #include <string>
 
 #include "np_fio.h"
+#include "np_mem.h"
 #include "textio_channel.h"
 #include "textio_text.h"
 
@@ -94,9 +95,11 @@ class DirectChannel final : public Channel {
 // target's directory, renamed over the target at commit.
 class ReplaceChannel final : public Channel {
  public:
-  ReplaceChannel(const KxbString& path, std::string target,
-                 std::string directory, std::string temporary,
-                 np_fio_file* file)
+  // Takes the strings over without copying: nothing may throw between the
+  // temporary's creation and the channel that owns it.
+  ReplaceChannel(const KxbString& path, std::string&& target,
+                 std::string&& directory, std::string&& temporary,
+                 np_fio_file* file) noexcept
       : path_(path),
         target_(std::move(target)),
         directory_(std::move(directory)),
@@ -169,7 +172,7 @@ Channel* openRead(const KxbString& path, KxbString* error, int* systemError) {
     *systemError = code;
     return nullptr;
   }
-  Channel* channel = new (std::nothrow) ReadChannel(path, file);
+  Channel* channel = np_mem_new<ReadChannel>(path, file);
   if (channel == nullptr) np_fio_close(file);
   return channel;
 }
@@ -192,7 +195,7 @@ Channel* openAppend(const KxbString& path, KxbString* error,
     *systemError = code;
     return nullptr;
   }
-  DirectChannel* channel = new (std::nothrow) DirectChannel(path, file);
+  DirectChannel* channel = np_mem_new<DirectChannel>(path, file);
   if (channel == nullptr) {
     np_fio_close(file);
     return nullptr;
@@ -215,7 +218,7 @@ Channel* openReplace(const KxbString& path, KxbString* error,
     np_fio_file* file = nullptr;
     code = np_fio_open(given, NP_FIO_WRITE | NP_FIO_TRUNCATE, 0, &file);
     if (code == 0) {
-      Channel* channel = new (std::nothrow) DirectChannel(path, file);
+      Channel* channel = np_mem_new<DirectChannel>(path, file);
       if (channel == nullptr) np_fio_close(file);
       return channel;
     }
@@ -267,8 +270,11 @@ Channel* openReplace(const KxbString& path, KxbString* error,
   code = np_fio_chmod(file, permissions);
   Channel* channel = nullptr;
   if (code == 0) {
-    channel = new (std::nothrow)
-        ReplaceChannel(path, target, directory, temporary, file);
+    // The strings are taken over only once the channel exists, so the
+    // temporary's name is still here when it does not.
+    channel = np_mem_new<ReplaceChannel>(path, std::move(target),
+                                         std::move(directory),
+                                         std::move(temporary), file);
   }
   if (channel == nullptr) {
     np_fio_close(file);
@@ -300,6 +306,7 @@ Channel* openFileChannel(const KxbString& path, KxbTxtFileOpenMode mode,
     if (channel == nullptr && error->isNull()) *error = outOfMemory();
     return channel;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     *error = outOfMemory();
     return nullptr;
   }

@@ -2,6 +2,7 @@
 #include <climits>
 #include <new>
 
+#include "np_mem.h"
 #include "textio_channel.h"
 #include "textio_text.h"
 
@@ -87,7 +88,7 @@ Channel* openStreamChannel(KxbIORaw* stream, KxbTxtFileOpenMode mode,
     stream->close();
     return nullptr;
   }
-  Channel* channel = new (std::nothrow) StreamChannel(stream);
+  Channel* channel = np_mem_new<StreamChannel>(stream);
   if (channel == nullptr) {
     *error = outOfMemory();
     stream->close();

@@ -66,7 +66,7 @@ long readFull(np_fio_file* file, char* buffer, size_t size) {
 }
 
 std::vector<KxbString>* newList() {
-  return new (std::nothrow) std::vector<KxbString>;
+  return np_mem_new<std::vector<KxbString>>();
 }
 
 // A copy of `from` (an empty list when memory runs out).
@@ -77,6 +77,7 @@ void copyList(std::vector<KxbString>* to, const std::vector<KxbString>* from) {
   try {
     *to = *from;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     to->clear();
   }
 }
@@ -86,6 +87,7 @@ void append(std::vector<KxbString>* list, const KxbString& text) {
   try {
     list->push_back(text);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     // The entry is lost.
   }
 }

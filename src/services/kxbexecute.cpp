@@ -167,6 +167,7 @@ void KxbExecute::addOption(const KxbString& option) {
   try {
     record_->options.push_back(option);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     // The option is lost; run then starts the program without it.
   }
 }
@@ -176,6 +177,7 @@ void KxbExecute::addEnvironment(const KxbString& entry) {
   try {
     record_->environment.push_back(entry);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     // The entry is lost.
   }
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "kxlog.h"
+#include "np_mem.h"
 #include "np_stamp.h"
 
 namespace {
@@ -62,7 +63,7 @@ struct RTProfilerData {
   }
 };
 
-RTProfiler::RTProfiler() : data_(new (std::nothrow) RTProfilerData) {}
+RTProfiler::RTProfiler() : data_(np_mem_new<RTProfilerData>()) {}
 
 RTProfiler::~RTProfiler() { delete data_; }
 
@@ -73,6 +74,7 @@ void RTProfiler::enter() {
   try {
     data_->frames.push_back(frame);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     // The frame is lost; its exit will report the mismatch.
   }
 }
@@ -100,6 +102,7 @@ void RTProfiler::exit(const char* name) {
       ++it->second.count;
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     // The section's time is not recorded.
   }
 }

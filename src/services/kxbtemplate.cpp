@@ -9,6 +9,7 @@
 #include "kxbmessage.h"
 #include "kxlog.h"
 #include "services/kxbtemplate_impl.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -258,7 +259,7 @@ bool KxbTemplateImpl::Parser::addConstant(size_t from, size_t to) {
   KxbString text;
   TokenConstant* token = nullptr;
   if (copyBytes(text_.substr(from, to - from), &text)) {
-    token = new (std::nothrow) TokenConstant(text);
+    token = np_mem_new<TokenConstant>(text);
   }
   if (token == nullptr || !owner_->appendToken(token)) {
     delete token;
@@ -276,7 +277,7 @@ bool KxbTemplateImpl::Parser::takeName(size_t to) {
   KxbString name;
   TokenVariable* token = nullptr;
   if (copyBytes(text_.substr(nameStart_, to - nameStart_), &name)) {
-    token = new (std::nothrow) TokenVariable(name, owner_);
+    token = np_mem_new<TokenVariable>(name, owner_);
   }
   if (token == nullptr || !owner_->appendToken(token)) {
     delete token;
@@ -290,7 +291,7 @@ bool KxbTemplateImpl::Parser::takeName(size_t to) {
     KXB_TEMPLATE_ERROR(error_, kDuplicateName, name.asCstr());
     return false;
   }
-  KxbTemplateVariable* variable = new (std::nothrow) KxbTemplateVariable;
+  KxbTemplateVariable* variable = np_mem_new<KxbTemplateVariable>();
   if (variable != nullptr) {
     variable->name = name;
     variable->optional = opener_ == '[';
@@ -425,7 +426,7 @@ bool KxbTemplateImpl::insertVariable(int slot, KxbTemplateVariable* variable) {
 KxbTemplate* kxbCreateBasicTemplate(KxbTemplateValueCB* callback,
                                     KxbString* error) {
   if (error != nullptr) error->setNull();
-  KxbTemplateImpl* created = new (std::nothrow) KxbTemplateImpl(callback);
+  KxbTemplateImpl* created = np_mem_new<KxbTemplateImpl>(callback);
   if (created == nullptr) KXB_TEMPLATE_ERROR(error, kOutOfMemory);
   return created;
 }

@@ -9,6 +9,7 @@
 #include "kxbmessage.h"
 #include "kxbtxtfile.h"
 #include "startup/kxbconfigfile_data.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -141,7 +142,7 @@ void kxbConfigFreezeEntry(KxbConfigFileData& d, const KxbConfigEntry& entry,
   d.lines[at] = plainLine(text);
 }
 
-KxbConfigFile::KxbConfigFile() : data_(new (std::nothrow) KxbConfigFileData) {}
+KxbConfigFile::KxbConfigFile() : data_(np_mem_new<KxbConfigFileData>()) {}
 
 KxbConfigFile::~KxbConfigFile() { delete data_; }
 
@@ -278,6 +279,7 @@ void KxbConfigFile::setEntry(const KxbString& key, const KxbString& value) {
     data_->entries.emplace(key, entry);
     data_->addedKeys.insert(key);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     data_->errorMessage = outOfMemory(__LINE__);
   }
 }
@@ -306,6 +308,7 @@ void KxbConfigFile::deleteEntry(const KxbString& key) {
       d.addedKeys.erase(key);
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     d.errorMessage = outOfMemory(__LINE__);
   }
   d.entries.erase(found);

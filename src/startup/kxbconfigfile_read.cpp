@@ -22,6 +22,7 @@
 #include "kxbtxtfile.h"
 #include "startup/kxbconfigfile_data.h"
 #include "startup/kxbfoldedkeys.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -253,9 +254,11 @@ bool KxbConfigFile::read(const KxbString& path) {
     }
     reader.finish();
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     try {
       reader.finish();
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       // What the batch held is lost with the memory.
     }
     d.errorMessage = kxb_get_message("Base Services", 444, kConfigFileUnit, __LINE__);

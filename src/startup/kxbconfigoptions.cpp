@@ -4,6 +4,7 @@
 
 #include "startup/kxbconfigoptions_impl.h"
 #include "startup/kxbconfigstore.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -51,12 +52,14 @@ bool KxbConfigOptionsImpl::setOption(const KxbString& key,
     try {
       index_.emplace(key, position);
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       entries_.pop_back();
       return false;
     }
     try {
       if (ascii) foldedIndex_.insert(folded, position);
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       index_.erase(key);
       entries_.pop_back();
       return false;
@@ -64,6 +67,7 @@ bool KxbConfigOptionsImpl::setOption(const KxbString& key,
     if (!ascii) ++nonAsciiKeys_;
     return true;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return false;
   }
 }

@@ -116,6 +116,7 @@ bool KxbConfigOptionsImpl::loadDirectoryObserved(const KxbString& directory,
     try {
       saved = *model;
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       return outOfMemoryFailed(__LINE__);
     }
     if (!combined.read(path)) {

@@ -10,6 +10,7 @@
 #include "kxbconfigoptions.h"
 #include "startup/kxbconfigoptions_impl.h"
 #include "startup/kxbconfigstore.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -59,11 +60,13 @@ KxbConfigOptionsImpl* findOrCreateLocked(const KxbString& internal) {
     try {
       g_store->emplace(internal, set);
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       delete set;
       return nullptr;
     }
     return set;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return nullptr;
   }
 }
@@ -74,7 +77,7 @@ bool kxbCreateConfigOptionStore() {
   if (g_lock.load() != nullptr) return true;
   kxLock lock = kxLockCreate(1, 1);
   if (lock == nullptr) return false;
-  Store* store = new (std::nothrow) Store;
+  Store* store = np_mem_new<Store>();
   if (store == nullptr) {
     kxLockRelease(lock);
     kxLockDestroy(lock);
@@ -156,6 +159,7 @@ extern "C" int kxbGetOption(const char* setName, const char* key,
     try {
       longName.resize(kPrefixLength + nameLength);
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       return 1;
     }
     name = longName.data();
@@ -176,6 +180,7 @@ extern "C" int kxbGetOption(const char* setName, const char* key,
   try {
     internalText = KxbString(std::string(internal).c_str());
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return 1;
   }
   KxbConfigOptionGuard exclusive(true);

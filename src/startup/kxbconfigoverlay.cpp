@@ -6,6 +6,7 @@
 
 #include "kxbconfigfile.h"
 #include "kxbmessage.h"
+#include "np_mem.h"
 
 namespace {
 constexpr char kUnit[] = "kxbconfigoverlay";
@@ -24,7 +25,7 @@ struct KxbConfigOverlayData {
 };
 
 KxbConfigOverlay::KxbConfigOverlay()
-    : data_(new (std::nothrow) KxbConfigOverlayData) {}
+    : data_(np_mem_new<KxbConfigOverlayData>()) {}
 
 KxbConfigOverlay::~KxbConfigOverlay() { delete data_; }
 
@@ -43,6 +44,7 @@ bool KxbConfigOverlay::readBase(const KxbString& path) {
       d.keys[key] = KxbConfigKeyFlags{true, false};
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     d.errorMessage = kxb_get_message("Base Services", 444, kUnit, __LINE__);
     return false;
   }
@@ -69,6 +71,7 @@ bool KxbConfigOverlay::readOverlay(const KxbString& path) {
       }
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     d.errorMessage = kxb_get_message("Base Services", 444, kUnit, __LINE__);
     return false;
   }
@@ -148,6 +151,7 @@ void KxbConfigOverlay::setOverlayEntry(const KxbString& key,
       carried = d.base.getEntryComment(key);
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     d.errorMessage = kxb_get_message("Base Services", 444, kUnit, __LINE__);
     return;
   }

@@ -1,5 +1,6 @@
 // Folded ASCII keys and their hash index. See kxbfoldedkeys.h.
 #include "startup/kxbfoldedkeys.h"
+#include "np_mem.h"
 
 #include <cstring>
 #include <limits>
@@ -175,6 +176,7 @@ void KxbFoldedKeyIndex::compact() {
   try {
     packed.reserve(arena_.size() - garbage_);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return;  // keeps the unused bytes until a later removal
   }
   for (Slot& slot : slots_) {

@@ -3,6 +3,7 @@
 
 #include "kxbstartup.h"
 #include "kxlog.h"
+#include "np_mem.h"
 #include "startup/kxbglobals.h"
 
 namespace {
@@ -37,7 +38,11 @@ template <typename Handler>
 void pushHandler(HandlerNode<Handler>** list, Handler handler, void* userData) {
   GlobalMutexHolder hold;
   auto* node = new (std::nothrow) HandlerNode<Handler>{handler, userData, *list};
-  if (node != nullptr) *list = node;
+  if (node == nullptr) {
+    np_mem_note_failure();  // the handler is not registered
+    return;
+  }
+  *list = node;
 }
 
 void logAssertion(const char* message, const char* file, int line, void*) {

@@ -192,12 +192,16 @@ bool KxbAutoSingleton::initialize(bool* created) {
   }
 
   auto* entry = new (std::nothrow) KxbAutoSingletonEntry{nullptr, {}, 0, nullptr};
-  if (entry == nullptr) return false;
+  if (entry == nullptr) {
+    np_mem_note_failure();
+    return false;
+  }
   copyName(entry->name, name);
   try {
     if (g_entries == nullptr) g_entries = new EntryMap;
     g_entries->emplace(entry->name, entry);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     if (g_entries != nullptr && g_entries->empty()) {
       delete g_entries;
       g_entries = nullptr;

@@ -144,6 +144,10 @@ void kxbStartupReadSources(const KxbStartupRun& run) {
 
   // 7. Configuration files, one model reused (and cleared) for each.
   KxbConfigFile file;
+  if (KxbConfigFileAccess::data(file) == nullptr) {
+    np_mem_note_failure();  // no model: nothing could be read
+    return;
+  }
   bool haveUser = run.userDirectory.length() > 0;
   applyFile(run, file, join(run.configDirectory, "app.cfg"),
             run.hosted ? 0 : KXLOG_RECOVERABLE);

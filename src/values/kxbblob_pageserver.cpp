@@ -543,7 +543,7 @@ KxbBlobPageServer* KxbBlobPageServerRef::join() {
 }
 
 void* KxbBlobPageServerRef::createInstance() {
-  return new (std::nothrow) KxbBlobPageServer;
+  return np_mem_new<KxbBlobPageServer>();
 }
 
 void KxbBlobPageServerRef::destroyInstance(void* instance) {

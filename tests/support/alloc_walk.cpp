@@ -3,19 +3,57 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <new>
 
 #include "support/fresh_process.h"
+
+// The heap's fault point covers operator new too, for the thread that armed
+// it: containers of the standard library then fail in the walk as they
+// would when the heap is exhausted. Other threads (loggers, reapers) are
+// left alone, so that they cannot take the armed allocation.
+namespace {
+thread_local bool t_walking = false;
+
+void* allocate(std::size_t bytes) {
+  if (t_walking && kxFaultArmedHit(KX_FAULT_HEAP_ALLOC)) return nullptr;
+  return std::malloc(bytes == 0 ? 1 : bytes);
+}
+
+void* allocateOrThrow(std::size_t bytes) {
+  void* block = allocate(bytes);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+}  // namespace
+
+void* operator new(std::size_t bytes) { return allocateOrThrow(bytes); }
+void* operator new[](std::size_t bytes) { return allocateOrThrow(bytes); }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return allocate(bytes);
+}
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
+  return allocate(bytes);
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
 
 namespace kxb_test {
 
 void AllocFault::arm() {
   armed_ = true;
+  t_walking = point_ == KX_FAULT_HEAP_ALLOC;
   kxFaultArm(point_, n_);
 }
 
 bool AllocFault::disarm() {
   if (!armed_) return hit_;
   armed_ = false;
+  t_walking = false;
   // The walk arms one point at a time, so the count of armed points tells
   // whether this one has fired (it disarms itself when it does).
   hit_ = __atomic_load_n(&kx_fault_armed, __ATOMIC_SEQ_CST) == 0;

@@ -1,6 +1,9 @@
 // Walks every allocation of an operation: runs it with the n-th allocation
 // through one fault point (the pool's or the heap's) failing, for n = 1, 2,
-// 3, ... until a run finishes without reaching the armed allocation.
+// 3, ... until a run finishes without reaching the armed allocation. The
+// heap's point covers np_mem_alloc on every thread and, on the thread that
+// armed it, operator new (this helper replaces it), so that the standard
+// library's containers fail too.
 //
 //   kxb_test::AllocWalk walk = kxb_test::walkAllocations(
 //       KX_FAULT_POOL_ALLOC, [](kxb_test::AllocFault& fault) {

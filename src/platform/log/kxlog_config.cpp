@@ -171,6 +171,7 @@ extern "C" int kxlogConfigure(const char* path) {
     commit(config, std::move(sink));
     return 0;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     setLastError("logging configuration: out of memory");
     return 1;
   }

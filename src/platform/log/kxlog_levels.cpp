@@ -13,6 +13,7 @@
 
 #include "kxlog.h"
 #include "kxlog_internal.h"
+#include "np_mem.h"
 
 namespace kxlog_detail {
 namespace {
@@ -107,6 +108,7 @@ extern "C" kxLogger* kxlogGetLogger(const char* name) {
     return logger.release();
   } catch (...) {
     // Out of memory: records of this logger go through the root instead.
+    np_mem_note_failure();
     return &r.root;
   }
 }
@@ -135,6 +137,7 @@ extern "C" void kxlogSetLevel(kxLogger* logger, int level) {
     r.generation.fetch_add(1, std::memory_order_acq_rel);
   } catch (...) {
     // Out of memory while adding the entry: the level stays as it was.
+    np_mem_note_failure();
   }
 }
 

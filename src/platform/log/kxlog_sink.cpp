@@ -20,6 +20,7 @@
 #include "kxlog_internal.h"
 #include "kxs_format.h"
 #include "np_fio.h"
+#include "np_mem.h"
 
 namespace kxlog_detail {
 namespace {
@@ -148,6 +149,7 @@ std::shared_ptr<spdlog::sinks::sink> makeSink(Destination destination,
   } catch (const spdlog::spdlog_ex& e) {
     *error = "cannot open log file '" + path + "': " + e.what();
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     *error = "out of memory";
   } catch (const std::exception& e) {
     *error = e.what();
@@ -228,6 +230,7 @@ extern "C" void kxlogVWrite(kxLogger* logger, int level, const char* unit,
     va_end(copy);
     deliver(target, level, unit, line, large.data(), bytes);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     deliver(target, level, unit, line, small, std::strlen(small));
   }
 }

@@ -270,6 +270,7 @@ bool openLocked(State& s) {
   try {
     s.current = load(defaultLocaleLocked(s), &error);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     error = "Out of memory while loading the message catalogue";
   }
   if (!s.current) setErrorLocked(s, error);
@@ -345,6 +346,7 @@ extern "C" int kxmsg112_set_locale(const char* locale) {
     lock.unlock();
     return 0;  // `fresh` now holds the old catalogue and frees it here
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return 1;
   }
 }
@@ -356,6 +358,7 @@ extern "C" const char* kxmsg112_get_locale(void) {
     std::string locale = s.current ? s.current->locale : defaultLocaleLocked(s);
     return s.localeNames.insert(std::move(locale)).first->c_str();
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return "en";
   }
 }

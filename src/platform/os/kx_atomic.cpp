@@ -5,6 +5,7 @@
 #include <new>
 
 #include "kx_fault.h"
+#include "np_mem.h"
 
 struct kxLockImpl {
   bool readerWriter;
@@ -14,7 +15,7 @@ struct kxLockImpl {
 
 extern "C" kxLock kxLockCreate(int initiallyHeld, int readerWriter) {
   if (kxFaultHit(KX_FAULT_LOCK_CREATE)) return nullptr;
-  kxLockImpl* lock = new (std::nothrow) kxLockImpl;
+  kxLockImpl* lock = np_mem_new<kxLockImpl>();
   if (lock == nullptr) return nullptr;
   lock->readerWriter = readerWriter != 0;
   int rc;

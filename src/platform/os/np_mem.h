@@ -23,6 +23,17 @@ void np_mem_note_failure(void);
 
 #ifdef __cplusplus
 }
+
+#include <new>
+#include <utility>
+
+// new (std::nothrow) T(args...), its failure counted as np_mem_alloc's are.
+template <typename T, typename... Args>
+T* np_mem_new(Args&&... args) {
+  T* object = new (std::nothrow) T(std::forward<Args>(args)...);
+  if (object == nullptr) np_mem_note_failure();
+  return object;
+}
 #endif
 
 #endif  // KXB_PLATFORM_NP_MEM_H_

@@ -81,6 +81,7 @@ int buildEnvironment(const char* const* added, char** block,
     }
     envp->push_back(nullptr);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return ENOMEM;
   }
   return 0;
@@ -157,7 +158,7 @@ int openPidfd(pid_t pid) {
 int start(const char* const* argv, int flags, const char* const* environment,
           const char* outputPath, np_proc** out) {
   if (out == nullptr) return EINVAL;
-  np_proc* proc = new (std::nothrow) np_proc;
+  np_proc* proc = np_mem_new<np_proc>();
   *out = proc;
   if (proc == nullptr) return ENOMEM;
   if (argv == nullptr || argv[0] == nullptr || (flags & ~kKnownFlags) != 0 ||

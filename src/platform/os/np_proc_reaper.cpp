@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "np_mem.h"
 #include "np_proc_internal.h"
 
 namespace {
@@ -91,6 +92,7 @@ void reapLoop() {
           }
         }
       } catch (const std::bad_alloc&) {
+        np_mem_note_failure();
         blind = true;
       }
       wake = r.wakeFd;
@@ -115,6 +117,7 @@ void abandon(pid_t pid, int pidfd) {
   try {
     r.orphans.push_back({pid, pidfd});
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     // Cannot remember it: wait here rather than leave a zombie behind.
     if (pidfd >= 0) close(pidfd);
     int status;

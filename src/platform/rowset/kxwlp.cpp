@@ -153,6 +153,7 @@ int kxwlpRowSet_create(kxwlpRowSet** handle, int version,
       rc = prepare(set, select, &set->select);
     }
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     rc = KXWLP_NO_MEMORY;
   }
   if (rc != KXWLP_OK) {

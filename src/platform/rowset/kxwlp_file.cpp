@@ -159,6 +159,7 @@ int kxwlpRowSet_openQuery(kxwlpRowSet** handle, const char* path,
   try {
     made = openQuery(set, path, sql);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     set->error = "out of memory";
   }
   return finish(set, made, handle, error, errorSize);
@@ -190,6 +191,7 @@ int kxwlpRowSet_createTable(kxwlpRowSet** handle, const char* path,
   try {
     made = createTable(set, path, table, description);
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     set->error = "out of memory";
   }
   return finish(set, made, handle, error, errorSize);

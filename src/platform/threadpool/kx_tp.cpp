@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "kx_fault.h"
+#include "np_mem.h"
 
 namespace {
 
@@ -191,6 +192,7 @@ int enqueueRecord(kxTPPool* pool, kxTPWork* record, bool front) {
         pool->queue.push_back(record);
       }
     } catch (const std::bad_alloc&) {
+      np_mem_note_failure();
       return 1;
     }
     if (!pool->held && !pool->destroying) {
@@ -229,6 +231,7 @@ extern "C" kxTPPool* kxTPCreate(const kxTPConfig* config) {
   try {
     pool = new kxTPPool;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return nullptr;
   }
   pool->config = *config;

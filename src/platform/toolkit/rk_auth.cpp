@@ -1,3 +1,4 @@
+#include "np_mem.h"
 #include "rk_auth.h"
 
 #include <cstdio>
@@ -91,6 +92,7 @@ extern "C" int rkSetKeyValue(const char* name, const char* value) {
     }
     return 0;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return 1;
   }
 }
@@ -103,6 +105,7 @@ extern "C" const char* rkGetKeyValue(const char* name) {
     auto found = s.keys.find(name);
     return found == s.keys.end() ? nullptr : found->second;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return nullptr;
   }
 }
@@ -193,6 +196,7 @@ extern "C" int rkSetAuthServerLoc(const char* location,
     if (errorLength != nullptr) *errorLength = 0;
     return haveProfile ? RK_AUTH_LOC_PROFILE : RK_AUTH_LOC_SERVER;
   } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
     return reject(errorBuffer, errorLength,
                   "Out of memory while reading the authentication server "
                   "location.");
