@@ -4,6 +4,10 @@
 // variables, a message catalogue and a logging configuration writing to a
 // file), beside its parts: initialisation and shutdown alone, and reading
 // the same configuration files into an option set without start-up.
+// Every iteration after the first is a second initialisation in the same
+// process, which does not load the dependency library again: its start-up
+// then logs the assertion "startup func was not registered" instead of
+// running the dependency start-up (about a seventh of the 200-key time).
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>

@@ -32,6 +32,12 @@
 // half built and the count stays 0. Shutdown runs the steps backwards, each
 // announced at level 1 on "KX.Base".
 //
+// The dependency library is loaded once per process: shutdown unloads it
+// but keeps it counted as loaded, so after a second initialisation in the
+// same process it is not loaded again, and every start-up then raises the
+// assertion "startup func was not registered" and skips the dependency
+// start-up. A process that comes back up should expect that record.
+//
 // Handler registries: a registered handler stays registered for the life of
 // the process (also across shutdown and a later initialisation); handlers
 // run most recent first. Registration and assertion dispatch are serialised
