@@ -7,6 +7,7 @@
 // process (tests/startup/startup_alloc_walk_test.cpp).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -361,7 +362,16 @@ TEST(AllocationWalk, CursorCopyKeepsWhatWasCopiedBeforeTheFailure) {
   });
 }
 
-TEST(AllocationWalk, RowSetAppendDropsOnlyTheRowThatFailed) {
+// Before anything in this program touches SQLite.
+const bool kSqliteRouted = kxb_test::routeSqliteAllocations();
+
+// A failed append drops the row that failed; when SQLite itself runs out
+// of memory inside the insert it rolls its transaction back, and the rows
+// added since the last read are lost with it. Either way the row count
+// says how many rows are there, and reading gives exactly those.
+TEST(AllocationWalk, RowSetAppendKeepsItsCountTrueToItsRows) {
+  ASSERT_TRUE(kSqliteRouted);
+  int rolledBack = 0;
   kxb_test::walkPoolAndHeap("row-set append", [&](AllocFault& fault) {
     std::unique_ptr<KxbDatavarWlpCursor, kxb_test::CursorReleaser> cursor(
         createDatavarWlpCursor());
@@ -388,6 +398,7 @@ TEST(AllocationWalk, RowSetAppendDropsOnlyTheRowThatFailed) {
     }
     std::vector<bool> stored(10, false);
     int failures = 0;
+    int lostRows = 0;
     fault.arm();
     for (int row = 0; row < 10; ++row) {
       if (!cursor->beginRow()) {
@@ -399,6 +410,13 @@ TEST(AllocationWalk, RowSetAppendDropsOnlyTheRowThatFailed) {
       cursor->setValue(2, rows[row].r);
       if (!cursor->endRow()) {
         ++failures;
+        int64_t count = -1;
+        cursor->getRowCount(&count);
+        if (count < row) {  // the transaction went: every earlier row too
+          lostRows = static_cast<int>(std::count(stored.begin(), stored.end(), true));
+          std::fill(stored.begin(), stored.end(), false);
+          EXPECT_EQ(0, count);
+        }
         continue;
       }
       stored[row] = true;
@@ -407,13 +425,19 @@ TEST(AllocationWalk, RowSetAppendDropsOnlyTheRowThatFailed) {
     const bool hit = fault.disarm();
     EXPECT_TRUE(flushed);
     EXPECT_LE(failures, hit ? 1 : 0);
+    if (lostRows > 0) ++rolledBack;
     std::string expected;
     for (int row = 0; row < 10; ++row) {
       if (stored[row]) expected += rows[row].shown;
     }
+    int64_t count = -1;
+    cursor->getRowCount(&count);
+    EXPECT_EQ(std::count(stored.begin(), stored.end(), true), count);
     cursor->rewind();
     EXPECT_EQ(expected, kxb_test::readRows(cursor.get()));
   });
+  // SQLite's own allocations are reached, the rollback among them.
+  EXPECT_GT(rolledBack, 0);
 }
 
 }  // namespace

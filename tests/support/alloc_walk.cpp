@@ -4,7 +4,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
+
+#include <sqlite3.h>
 
 #include "support/fresh_process.h"
 
@@ -42,7 +45,47 @@ void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
 void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
 
+namespace {
+// SQLite's allocator under the same point: each block carries its size in
+// a 16-byte header, as xSize needs it.
+constexpr size_t kSqliteHeader = 16;
+
+void* sqliteMalloc(int bytes) {
+  if (t_walking && kxFaultArmedHit(KX_FAULT_HEAP_ALLOC)) return nullptr;
+  char* block = static_cast<char*>(std::malloc(kSqliteHeader + static_cast<size_t>(bytes)));
+  if (block == nullptr) return nullptr;
+  std::memcpy(block, &bytes, sizeof bytes);
+  return block + kSqliteHeader;
+}
+void sqliteFree(void* block) {
+  if (block != nullptr) std::free(static_cast<char*>(block) - kSqliteHeader);
+}
+int sqliteSize(void* block) {
+  int bytes;
+  std::memcpy(&bytes, static_cast<char*>(block) - kSqliteHeader, sizeof bytes);
+  return bytes;
+}
+void* sqliteRealloc(void* block, int bytes) {
+  void* grown = sqliteMalloc(bytes);
+  if (grown == nullptr) return nullptr;
+  const int kept = sqliteSize(block);
+  std::memcpy(grown, block, static_cast<size_t>(kept < bytes ? kept : bytes));
+  sqliteFree(block);
+  return grown;
+}
+int sqliteRoundup(int bytes) { return (bytes + 7) & ~7; }
+int sqliteInit(void*) { return SQLITE_OK; }
+void sqliteShutdown(void*) {}
+}  // namespace
+
 namespace kxb_test {
+
+bool routeSqliteAllocations() {
+  static const sqlite3_mem_methods methods = {
+      sqliteMalloc, sqliteFree,     sqliteRealloc, sqliteSize,
+      sqliteRoundup, sqliteInit, sqliteShutdown, nullptr};
+  return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK;
+}
 
 void AllocFault::arm() {
   armed_ = true;

@@ -62,6 +62,11 @@ AllocWalk walkAllocations(kxFaultPoint point,
 void walkPoolAndHeap(const char* family,
                      const std::function<void(AllocFault&)>& attempt);
 
+// Puts SQLite's allocations under the heap's point as well (on the walking
+// thread). Must run before SQLite is first used in the process; false when
+// it came too late.
+bool routeSqliteAllocations();
+
 // "pool" or "heap", for messages.
 std::string faultName(kxFaultPoint point);
 

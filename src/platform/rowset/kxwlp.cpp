@@ -44,9 +44,12 @@ kxwlpRowSet::~kxwlpRowSet() {
 }
 
 int kxwlpRowSet::storeError(const char* what) {
-  error = what;
-  error += ": ";
-  error += db != nullptr ? sqlite3_errmsg(db) : "no database";
+  try {
+    error = kxwlp::join({what, ": ", db != nullptr ? sqlite3_errmsg(db) : "no database"});
+  } catch (const std::bad_alloc&) {
+    np_mem_note_failure();
+    error.clear();  // the message could not be made; the result still tells
+  }
   return KXWLP_STORE_ERROR;
 }
 
@@ -61,6 +64,7 @@ int kxwlpRowSet::commitIfNeeded() {
   if (!inTransaction) return KXWLP_OK;
   if (kxwlp::exec(db, "COMMIT") != SQLITE_OK) return storeError("commit");
   inTransaction = false;
+  committedRows = rows;
   return KXWLP_OK;
 }
 
@@ -143,9 +147,13 @@ int kxwlpRowSet_create(kxwlpRowSet** handle, int version,
     select += " FROM r WHERE rowid>?1 ORDER BY rowid";
     set->db = kxwlp::openDatabase(
         "", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &set->error);
+    // The rollback journal stays in memory: appended pages need none, and
+    // SQLite can still roll back the transaction it abandons when memory
+    // runs out in a statement (without a journal that leaves the file in
+    // an undefined state).
     if (set->db == nullptr) {
       rc = KXWLP_STORE_ERROR;
-    } else if (kxwlp::exec(set->db, "PRAGMA journal_mode=OFF") != SQLITE_OK ||
+    } else if (kxwlp::exec(set->db, "PRAGMA journal_mode=MEMORY") != SQLITE_OK ||
                kxwlp::exec(set->db, "PRAGMA synchronous=OFF") != SQLITE_OK ||
                kxwlp::exec(set->db, create.c_str()) != SQLITE_OK) {
       rc = set->storeError("create");
@@ -213,6 +221,20 @@ int kxwlpRowSet_addRow(kxwlpRowSet* handle, const kxwlpBinding* row) {
       sqlite3_step(insert) != SQLITE_DONE) {
     const int rc = handle->storeError("add row");
     sqlite3_reset(insert);
+    if (handle->inTransaction && sqlite3_get_autocommit(handle->db) != 0) {
+      // SQLite rolled the whole transaction back, as it does when memory
+      // runs out inside a statement: the rows added since the last commit
+      // are gone, and the count says so.
+      const int64_t lost = handle->rows - handle->committedRows;
+      handle->inTransaction = false;
+      handle->rows = handle->committedRows;
+      try {
+        handle->error += kxwlp::join({"; the ", std::to_string(lost),
+                                      " rows added since the last commit were lost"});
+      } catch (const std::bad_alloc&) {
+        np_mem_note_failure();
+      }
+    }
     return rc;
   }
   sqlite3_reset(insert);

@@ -34,6 +34,7 @@ struct kxwlpRowSet {
   int64_t position = 0;       // index of the row the next read gives
   bool inTransaction = false;
   int64_t rows = 0;           // rows added (temporary and file tables)
+  int64_t committedRows = 0;  // of those, the rows committed
   std::string querySql;       // the query of a kQuery row set
   std::string error;
 
