@@ -27,7 +27,11 @@
 // cursor's error message and reported through false or kxbCursorError:
 //   "Cannot create zero columns"  endColumns without columns
 //   "Rowset error code: %d"       the row-set library failed with that code
-//   "Failed to add input row"     endRow could not store the row
+//   "Failed to add input row"     endRow could not store the row; when
+//                                 the row store ran out of memory in the
+//                                 insert, the rows added since the cursor
+//                                 was last read went with it, and
+//                                 getRowCount tells how many remain
 //   "Rowset missing"              next() before endColumns or setRowSet
 //   "Data type not supported"     a Binary or Unknown column or value (its
 //                                 cells are stored and read as null)

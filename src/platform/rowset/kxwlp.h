@@ -115,7 +115,11 @@ int kxwlpRowSet_getColumnCount(kxwlpRowSet* handle, int* count);
 int kxwlpRowSet_getColumn(kxwlpRowSet* handle, int column, const char** name,
                           int32_t* type);
 
-// Appends the row in `row` (one record per column).
+// Appends the row in `row` (one record per column). On failure the row is
+// not stored; when the store itself ran out of memory inside the insert,
+// SQLite abandons its transaction, and the rows added since the last commit
+// (the last read, or kxwlpRowSet_commit) are gone too: the row count then
+// drops to the committed rows and the error text says how many were lost.
 int kxwlpRowSet_addRow(kxwlpRowSet* handle, const kxwlpBinding* row);
 int kxwlpRowSet_getRows(kxwlpRowSet* handle, int64_t* count);
 // Positions on row `index` (0 the first) and reads it into `row`;
