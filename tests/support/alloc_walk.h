@@ -1,9 +1,10 @@
 // Walks every allocation of an operation: runs it with the n-th allocation
 // through one fault point (the pool's or the heap's) failing, for n = 1, 2,
 // 3, ... until a run finishes without reaching the armed allocation. The
-// heap's point covers np_mem_alloc on every thread and, on the thread that
-// armed it, operator new (this helper replaces it), so that the standard
-// library's containers fail too.
+// heap's point covers np_mem_alloc on every thread and, in a program that
+// links support/alloc_walk_heap.cpp, operator new on the thread that armed
+// it (that file replaces it), so that the standard library's containers
+// fail too.
 //
 //   kxb_test::AllocWalk walk = kxb_test::walkAllocations(
 //       KX_FAULT_POOL_ALLOC, [](kxb_test::AllocFault& fault) {
@@ -62,9 +63,12 @@ AllocWalk walkAllocations(kxFaultPoint point,
 void walkPoolAndHeap(const char* family,
                      const std::function<void(AllocFault&)>& attempt);
 
-// Puts SQLite's allocations under the heap's point as well (on the walking
-// thread). Must run before SQLite is first used in the process; false when
-// it came too late.
+// True on the thread whose heap fault point is armed.
+extern thread_local bool g_walkingHeap;
+
+// Puts SQLite's allocations under the heap's point as well, on the walking
+// thread (defined in support/alloc_walk_heap.cpp). Must run before SQLite
+// is first used in the process; false when it came too late.
 bool routeSqliteAllocations();
 
 // "pool" or "heap", for messages.
