@@ -15,7 +15,8 @@ void np_mem_free(void* block);
 
 // The calling thread's count of allocations that failed: every null from
 // np_mem_alloc, and every failure another allocator reports through
-// np_mem_note_failure (the pool's, a caught std::bad_alloc). A long
+// np_mem_note_failure (the pool's, a caught std::bad_alloc, a null from
+// np_mem_new). Only the caller's own thread is counted. A long
 // operation that goes on past failed steps compares the count before and
 // after, as a sticky out-of-memory flag, instead of checking every step.
 unsigned np_mem_failures(void);
