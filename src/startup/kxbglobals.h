@@ -16,6 +16,13 @@ struct KxbGlobals {
 
 KxbGlobals& kxbGlobals();
 
+// Holds the global mutex (when the library has one) for a scope: the
+// queueing functions, the handler registries and start-up run under it.
+class KxbGlobalMutexHold : public kxLockHold {
+ public:
+  KxbGlobalMutexHold() : kxLockHold(kxbGlobals().globalMutex) {}
+};
+
 // Calls every shutdown handler, most recently registered first.
 void kxbRunShutdownHandlers();
 // Registers the handler that logs "ASSERT %s %d: %s" on "KX.Base" at level 5.

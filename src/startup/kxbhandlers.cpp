@@ -19,24 +19,9 @@ struct HandlerNode {
 HandlerNode<KxbAssertionHandler>* g_assertionHandlers = nullptr;
 HandlerNode<KxbShutdownHandler>* g_shutdownHandlers = nullptr;
 
-class GlobalMutexHolder {
- public:
-  GlobalMutexHolder() : lock_(kxbGlobals().globalMutex) {
-    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
-  }
-  ~GlobalMutexHolder() {
-    if (lock_ != nullptr) kxLockRelease(lock_);
-  }
-  GlobalMutexHolder(const GlobalMutexHolder&) = delete;
-  GlobalMutexHolder& operator=(const GlobalMutexHolder&) = delete;
-
- private:
-  kxLock lock_;
-};
-
 template <typename Handler>
 void pushHandler(HandlerNode<Handler>** list, Handler handler, void* userData) {
-  GlobalMutexHolder hold;
+  KxbGlobalMutexHold hold;
   auto* node = new (std::nothrow) HandlerNode<Handler>{handler, userData, *list};
   if (node == nullptr) {
     np_mem_note_failure();  // the handler is not registered
@@ -69,7 +54,7 @@ extern "C" void kxbRegisterShutdownHandler(KxbShutdownHandler handler,
 
 extern "C" void kxbAssertFailure(const char* message, const char* file,
                                  int line) {
-  GlobalMutexHolder hold;
+  KxbGlobalMutexHold hold;
   if (message == nullptr) message = "FAILURE";
   for (auto* node = g_assertionHandlers; node != nullptr; node = node->next) {
     node->handler(message, file, line, node->userData);

@@ -135,23 +135,6 @@ using EntryMap = std::map<const char*, KxbAutoSingletonEntry*, NameLess>;
 // Created with the first entry, deleted with the last.
 EntryMap* g_entries = nullptr;
 
-class SingletonMutex {
- public:
-  SingletonMutex() : lock_(kxbGlobals().singletonMutex) {
-    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
-  }
-  ~SingletonMutex() { release(); }
-  void release() {
-    if (lock_ != nullptr) kxLockRelease(lock_);
-    lock_ = nullptr;
-  }
-  SingletonMutex(const SingletonMutex&) = delete;
-  SingletonMutex& operator=(const SingletonMutex&) = delete;
-
- private:
-  kxLock lock_;
-};
-
 KxbAutoSingletonEntry* findEntry(const char* name) {
   if (g_entries == nullptr) return nullptr;
   auto it = g_entries->find(name);
@@ -176,7 +159,7 @@ KxbAutoSingleton::KxbAutoSingleton() : entry_(nullptr), instance_(nullptr) {}
 bool KxbAutoSingleton::initialize(bool* created) {
   if (created != nullptr) *created = false;
   if (entry_ != nullptr) return false;
-  SingletonMutex mutex;
+  kxLockHold mutex(kxbGlobals().singletonMutex);
   const char* name = singletonName();
   if (name == nullptr || *name == '\0') return false;
 
@@ -225,7 +208,7 @@ bool KxbAutoSingleton::initialize(bool* created) {
 }
 
 void KxbAutoSingleton::terminate() {
-  SingletonMutex mutex;
+  kxLockHold mutex(kxbGlobals().singletonMutex);
   if (entry_ == nullptr) return;
   if (entry_->refcount < 2) {
     KxbAutoSingletonEntry* entry = entry_;
@@ -240,7 +223,7 @@ void KxbAutoSingleton::terminate() {
 
 bool KxbAutoSingleton::cleanupOnly() {
   if (entry_ != nullptr) return false;
-  SingletonMutex mutex;
+  kxLockHold mutex(kxbGlobals().singletonMutex);
   const char* name = singletonName();
   if (name == nullptr || *name == '\0') return false;
   KxbAutoSingletonEntry* entry = findEntry(name);

@@ -36,6 +36,23 @@ int kxbStartupFail(const char** errorMessage, int result, const char* text) {
   return result;
 }
 
+int kxbQueuedFileCount(KxbConfigOptions* files) {
+  KxbString countText;
+  if (!files->getOption(KxbString(kFileCountKey, true), &countText, false) ||
+      countText.isNull()) {
+    return 0;
+  }
+  bool bad = false;
+  const int count = countText.asInt(&bad);
+  return bad ? 0 : count;
+}
+
+KxbString kxbQueuedFileKey(int number) {
+  char key[32];
+  std::snprintf(key, sizeof key, "FilePrefix_%4.4d", number);
+  return KxbString(key);
+}
+
 extern "C" int kxbStartupAddConfigFile(const char* fileName,
                                        const char** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
@@ -43,21 +60,12 @@ extern "C" int kxbStartupAddConfigFile(const char* fileName,
   const char* reason = nullptr;
   KxbConfigOptions* files = queue(kQueuedFilesSet, &reason);
   if (files == nullptr) return kxbStartupFail(errorMessage, 1, reason);
-  const KxbString countKey("FileCount", true);
-  KxbString countText;
-  int count = 0;
-  if (files->getOption(countKey, &countText, false)) {
-    bool bad = false;
-    count = countText.asInt(&bad);
-    if (bad) count = 0;
-  }
-  ++count;
+  const int count = kxbQueuedFileCount(files) + 1;
   KxbString newCount;
   newCount.assign(count);
-  char key[32];
-  std::snprintf(key, sizeof key, "FilePrefix_%4.4d", count);
-  if (newCount.isNull() || !files->setOption(countKey, newCount) ||
-      !files->setOption(KxbString(key), KxbString(fileName))) {
+  if (newCount.isNull() ||
+      !files->setOption(KxbString(kFileCountKey, true), newCount) ||
+      !files->setOption(kxbQueuedFileKey(count), KxbString(fileName))) {
     return kxbStartupFail(errorMessage, 1, kOutOfMemory);
   }
   return 0;

@@ -9,6 +9,7 @@
 
 // Names of the option sets the queueing functions fill.
 constexpr const char kQueuedFilesSet[] = ".@=Files=@.";
+constexpr const char kFileCountKey[] = "FileCount";
 constexpr const char kQueuedOptionsSet[] = ".@=CommandArgs=@.";
 // The source unit of start-up's log records.
 constexpr const char kStartupUnit[] = "kxbstartup";
@@ -37,6 +38,12 @@ struct KxbStartupRun {
       __attribute__((format(printf, 2, 3)));
 };
 
+// The queued files' set holds "FileCount" and one "FilePrefix_0001"... key
+// per file. The count it holds (0 when absent or not a number), and the key
+// of file `number` (1-based).
+int kxbQueuedFileCount(KxbConfigOptions* files);
+KxbString kxbQueuedFileKey(int number);
+
 // Steps 6 to 11: the provisional plug-in path and every source, in order.
 void kxbStartupReadSources(const KxbStartupRun& run);
 // Steps 12 to 30. False on a failure, with its text in run.error.
@@ -53,22 +60,6 @@ char* kxbStartupErrorBuffer();
 // given) at it and returns `result`: how a queueing function fails.
 int kxbStartupFail(const char** errorMessage, int result, const char* text);
 
-// Holds the global mutex (when the library has one) for a scope: the
-// queueing functions run under it.
-class KxbGlobalMutexHold {
- public:
-  KxbGlobalMutexHold() : lock_(kxbGlobals().globalMutex) {
-    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
-  }
-  ~KxbGlobalMutexHold() {
-    if (lock_ != nullptr) kxLockRelease(lock_);
-  }
-  KxbGlobalMutexHold(const KxbGlobalMutexHold&) = delete;
-  KxbGlobalMutexHold& operator=(const KxbGlobalMutexHold&) = delete;
-
- private:
-  kxLock lock_;
-};
 // Start-up took a count on the message catalogue that shutdown drops.
 bool kxbStartupHoldsCatalogue();
 void kxbStartupSetHoldsCatalogue(bool holds);

@@ -19,23 +19,6 @@ namespace {
 constexpr size_t kHomeBytes = 260;
 constexpr size_t kErrorBytes = 2048;
 
-// Holds the global mutex from construction until release() or the end of
-// the scope.
-class GlobalMutexHold {
- public:
-  explicit GlobalMutexHold(kxLock lock) : lock_(lock) { kxLockGet(lock_, 1, 1); }
-  ~GlobalMutexHold() { release(); }
-  void release() {
-    if (lock_ != nullptr) kxLockRelease(lock_);
-    lock_ = nullptr;
-  }
-  GlobalMutexHold(const GlobalMutexHold&) = delete;
-  GlobalMutexHold& operator=(const GlobalMutexHold&) = delete;
-
- private:
-  kxLock lock_;
-};
-
 bool sameValue(const KxbString& a, const KxbString& b) {
   if (a.isNull() || b.isNull()) return a.isNull() && b.isNull();
   return a.compare(b, true) == 0;
@@ -101,7 +84,7 @@ extern "C" int kxbStartup(const char** errorMessage, unsigned flags) {
     return failStartup(errorMessage);
   }
   // 3. From here to the end under the global mutex.
-  GlobalMutexHold hold(mutex);
+  KxbGlobalMutexHold hold;
 
   // 4. The installation home.
   char home[kHomeBytes];

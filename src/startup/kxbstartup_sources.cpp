@@ -1,6 +1,5 @@
 // Start-up steps 6 to 11: every source of options, in the order in which
 // they override each other, each recorded as the origin of what it set.
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -67,17 +66,13 @@ bool isAbsolute(const KxbString& name) {
 void applyQueuedFiles(const KxbStartupRun& run, KxbConfigFile& file) {
   KxbConfigOptions* queued = kxbGetConfigOptions(KxbString(kQueuedFilesSet, true));
   if (queued == nullptr) return;
-  KxbString countText;
-  queued->getOption(KxbString("FileCount", true), &countText, false);
-  bool bad = false;
-  int count = countText.isNull() ? 0 : countText.asInt(&bad);
-  if (bad) count = 0;
+  const int count = kxbQueuedFileCount(queued);
   bool haveUser = run.userDirectory.length() > 0;
   for (int number = 1; number <= count; ++number) {
-    char key[32];
-    std::snprintf(key, sizeof key, "FilePrefix_%4.4d", number);
     KxbString name;
-    if (!queued->getOption(KxbString(key), &name, false) || name.isNull()) continue;
+    if (!queued->getOption(kxbQueuedFileKey(number), &name, false) || name.isNull()) {
+      continue;
+    }
     // An absolute name is the file itself, read once.
     if (isAbsolute(name)) {
       applyFile(run, file, name, KXLOG_RECOVERABLE);

@@ -55,6 +55,25 @@ void kxLockDestroy(kxLock lock);
 
 #ifdef __cplusplus
 }
+
+// Holds `lock` exclusively (waiting for it) from construction until
+// release() or the end of the scope. A null lock is never taken.
+class kxLockHold {
+ public:
+  explicit kxLockHold(kxLock lock) : lock_(lock) {
+    if (lock_ != nullptr) kxLockGet(lock_, 1, 1);
+  }
+  ~kxLockHold() { release(); }
+  void release() {
+    if (lock_ != nullptr) kxLockRelease(lock_);
+    lock_ = nullptr;
+  }
+  kxLockHold(const kxLockHold&) = delete;
+  kxLockHold& operator=(const kxLockHold&) = delete;
+
+ private:
+  kxLock lock_;
+};
 #endif
 
 #endif  // KXB_PLATFORM_KX_ATOMIC_H_
