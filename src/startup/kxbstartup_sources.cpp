@@ -139,10 +139,9 @@ void kxbStartupReadSources(const KxbStartupRun& run) {
 
   // 7. Configuration files, one model reused (and cleared) for each.
   KxbConfigFile file;
-  if (KxbConfigFileAccess::data(file) == nullptr) {
-    np_mem_note_failure();  // no model: nothing could be read
-    return;
-  }
+  // Without a model nothing can be read; its allocation failure is counted
+  // already, so start-up fails.
+  if (KxbConfigFileAccess::data(file) == nullptr) return;
   bool haveUser = run.userDirectory.length() > 0;
   applyFile(run, file, join(run.configDirectory, "app.cfg"),
             run.hosted ? 0 : KXLOG_RECOVERABLE);
